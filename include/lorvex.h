@@ -1,0 +1,316 @@
+/*
+ * lorvex.h - the public interface of the lorvex internationalisation library.
+ *
+ * Valid C99 and C++.  Every exported function bears the prefix LX.  Text
+ * crosses the interface in four forms:
+ *
+ *   (no suffix)  multibyte text in the locale's codeset (unsigned char *)
+ *   Ex           the same, with a caller-held shift state (LXState)
+ *   W            packed wide characters, one LXWchar per character
+ *   U            16-bit Unicode (UCS-2), one LXUchar per unit
+ *
+ * Every integer argument and result is 32 bits wide: int32_t for lengths,
+ * sizes, counts, item numbers, values, results and error codes; uint32_t for
+ * flags, kinds and selectors.  Context and user values are uintptr_t so that
+ * a pointer fits in them on 64-bit hosts.
+ *
+ * Functions that take a locale handle clear its error field at the start of
+ * the call and store a code there on failure (read it with LXGetError).  A
+ * null handle stands for the default locale installed with LXSetLocale.
+ */
+#ifndef LORVEX_H
+#define LORVEX_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <time.h> /* struct tm */
+
+#if defined(LORVEX_STATIC)
+#  define LX_API
+#elif defined(_WIN32)
+#  if defined(LORVEX_BUILDING)
+#    define LX_API __declspec(dllexport)
+#  else
+#    define LX_API __declspec(dllimport)
+#  endif
+#elif defined(__GNUC__)
+#  define LX_API __attribute__((visibility("default")))
+#else
+#  define LX_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------------
+ * Types
+ * ------------------------------------------------------------------------ */
+
+/* A locale object; a handle is LXLocale *.  Null means the default locale. */
+typedef struct LXLocale LXLocale;
+/* Buffer-by-buffer conversion between two codesets. */
+typedef struct LXConversion LXConversion;
+/* A converting stream over a caller's I/O function. */
+typedef struct LXStream LXStream;
+/* An open message catalog. */
+typedef struct LXCatalog LXCatalog;
+
+/* One character's codeset bytes, first byte most significant, no leading
+ * zero bytes: bytes 0x82 0xA0 are 0x000082A0. */
+typedef uint32_t LXWchar;
+/* One UCS-2 code unit; surrogates are not combined. */
+typedef uint16_t LXUchar;
+/* Shift state of a stateful codeset: 0 single-byte, 1 multibyte. */
+typedef uint32_t LXState;
+
+/* Allocation functions given to LXInit.  The free function returns non-zero
+ * on success and 0 on failure. */
+typedef void *(*LXAllocFn)(uintptr_t context, size_t size);
+typedef int32_t (*LXFreeFn)(uintptr_t context, void *block);
+
+/* Stream I/O: moves up to count bytes to or from buffer; returns the count
+ * moved, or -1 on failure. */
+typedef int32_t (*LXStreamIOFn)(uintptr_t context, void *buffer, int32_t count);
+
+/* Enumeration callbacks: called once per locale part with its kind (LX_KIND_*)
+ * and name; returning 0 stops the enumeration. */
+typedef int32_t (*LXEnumFn)(uintptr_t user, int32_t kind, const char *name);
+typedef int32_t (*LXEnumFnU)(uintptr_t user, int32_t kind, const LXUchar *name);
+typedef int32_t (*LXEnumFnW)(uintptr_t user, int32_t kind, const LXWchar *name);
+
+/* ------------------------------------------------------------------------
+ * Error codes
+ * ------------------------------------------------------------------------ */
+
+#define LX_OK                    0    /* success */
+#define LX_ERR_PLATFORM          1    /* a platform file operation failed; a free failed on release */
+#define LX_ERR_ARGUMENT          2    /* flags or mode value not allowed */
+#define LX_ERR_BUILTIN_ONLY      10   /* LXInit: started on the built-in locale only */
+#define LX_ERR_INIT              11   /* LXInit failed; a part could not be loaded */
+#define LX_ERR_NO_MEMORY         20   /* the allocation function returned null */
+#define LX_ERR_FREE              21   /* the free function reported failure */
+#define LX_ERR_NO_CODESET        30   /* codeset part not found */
+#define LX_ERR_NO_LANGUAGE       31   /* language part not found */
+#define LX_ERR_NOT_EXACT         32   /* no exact native locale identifier */
+#define LX_ERR_NO_SORT           33   /* sort part not found */
+#define LX_ERR_NO_TERRITORY      34   /* territory part not found */
+#define LX_ERR_UNKNOWN_ITEM      35   /* unknown or unsuitable information item */
+#define LX_ERR_REJECTED          37   /* value or part name/number rejected */
+#define LX_ERR_BUFFER            40   /* output buffer too small; result cut */
+#define LX_ERR_BASE              50   /* bad number base */
+#define LX_ERR_TIME_FORMAT       51   /* unknown time directive or "%" at the end */
+#define LX_ERR_OUTPUT_PENDING    52   /* LXConvertBuffer: output full, output pending */
+#define LX_ERR_INPUT_PENDING     53   /* LXConvertBuffer: input ended inside a character */
+#define LX_ERR_STREAM_DIRECTION  60   /* the stream's direction does not allow the call */
+#define LX_ERR_STREAM_COMPLETE   61   /* I/O failed while completing a cut-off unit */
+#define LX_ERR_STREAM_FLUSH      62   /* flushing failed or was partial */
+#define LX_ERR_STREAM_PARTIAL    63   /* the stream ended inside a character */
+#define LX_ERR_STREAM_EMPTY      64   /* no bytes where a character was expected */
+#define LX_ERR_STREAM_REFUSED    65   /* the write was refused; bytes kept pending */
+#define LX_ERR_NO_CATALOG        71   /* no catalog found, or not a valid catalog */
+#define LX_ERR_NO_MESSAGE        72   /* message not in the catalog, no default */
+#define LX_ERR_FILE_NOT_FOUND    1000 /* file not found */
+#define LX_ERR_ACCESS            1001 /* access to a file denied */
+#define LX_ERR_WRITE_ONLY        1002 /* read or map on a file opened for writing */
+#define LX_ERR_IO                1003 /* read, seek or map failed; a path could not be formed */
+#define LX_ERR_UNMAP             1005 /* a mapped view could not be unmapped */
+#define LX_ERR_MAGIC             2000 /* a locale file lacks the magic number */
+
+/* ------------------------------------------------------------------------
+ * Flags and selectors
+ * ------------------------------------------------------------------------ */
+
+#define LX_INIT_STRICT      0x80000001u /* LXInit: never fall back to built-in data */
+
+#define LX_TERMINATE        0x0008u     /* reserve room for and write a terminating 0 */
+#define LX_LEN_CHARS        0x4000u     /* lengths and counts are in characters */
+#define LX_FILE_VALUE       0x0001u     /* information functions: the file value, not the current one */
+
+#define LX_USER_DEFAULT     0x0002u     /* LXGetLocale: use the user's default locale name */
+#define LX_FALLBACK         0x0004u     /* replace a missing part by its default */
+#define LX_SYSTEM_SETTINGS  0x0001u     /* native locales: system defaults, not user values */
+
+#define LX_CTYPE_CLASS      0x80000010u /* LXGetCharType: class field */
+#define LX_CTYPE_DIRECTION  0x80000011u /* LXGetCharType: direction field */
+#define LX_CTYPE_SCRIPT     0x80000012u /* LXGetCharType: script and width field */
+
+#define LX_REVERSE          0x80000020u /* search from the end */
+#define LX_MAP_FULLWIDTH    0x80000021u
+#define LX_MAP_HALFWIDTH    0x80000022u
+#define LX_MAP_NONE         0x80000023u
+#define LX_MAP_LOWER        0x80000024u
+#define LX_MAP_UPPER        0x80000025u
+#define LX_MAP_NOSPECIAL    0x2000u     /* added to LX_MAP_LOWER/UPPER: skip locale rules */
+#define LX_MAP_DIGITS       0x0010u     /* native decimal digits to ASCII digits */
+
+#define LX_IGNORECASE       0x80000040u
+#define LX_IGNOREWIDTH      0x80000041u
+
+#define LX_STREAM_READ      0x80000050u
+#define LX_STREAM_WRITE     0x80000051u
+#define LX_EOL_LF           0x0100u
+#define LX_EOL_CRLF         0x0200u
+#define LX_EOL_ALT1         0x0400u
+#define LX_EOL_ALT2         0x0800u
+#define LX_EOL_NATIVE       0x1000u
+
+/* Kinds of locale part, as LXEnumLocales reports them. */
+#define LX_KIND_LANGUAGE    0
+#define LX_KIND_TERRITORY   1
+#define LX_KIND_CODESET     2
+#define LX_KIND_SORT        3
+
+/* Character class bits (LX_CTYPE_CLASS). */
+#define LX_C_ALPHA   0x001
+#define LX_C_UPPER   0x002
+#define LX_C_LOWER   0x004
+#define LX_C_DIGIT   0x008
+#define LX_C_XDIGIT  0x010
+#define LX_C_PUNCT   0x020
+#define LX_C_SPACE   0x040
+#define LX_C_BLANK   0x080
+#define LX_C_CNTRL   0x100
+#define LX_C_ASCII   0x200
+
+/* ------------------------------------------------------------------------
+ * Information item numbers
+ * ------------------------------------------------------------------------ */
+
+#define LXI_LANGUAGE_NUMBER       1
+#define LXI_LANGUAGE_PART         2
+#define LXI_LANGUAGE_ABBREV       3
+#define LXI_LANGUAGE_NAME         4
+#define LXI_TERRITORY_NUMBER      5
+#define LXI_TERRITORY_PART        6
+#define LXI_TERRITORY_ABBREV      7
+#define LXI_TERRITORY_NAME        8
+#define LXI_CODESET_NUMBER        9
+#define LXI_CODESET_PART          10
+#define LXI_SORT_NUMBER           11
+#define LXI_SORT_PART             12
+#define LXI_DEFAULT_TERRITORY     13
+#define LXI_DEFAULT_CODESET       14
+#define LXI_DEFAULT_SORT          15
+#define LXI_DAY_1                 16
+#define LXI_DAY_2                 17
+#define LXI_DAY_3                 18
+#define LXI_DAY_4                 19
+#define LXI_DAY_5                 20
+#define LXI_DAY_6                 21
+#define LXI_DAY_7                 22
+#define LXI_ABDAY_1               23
+#define LXI_ABDAY_2               24
+#define LXI_ABDAY_3               25
+#define LXI_ABDAY_4               26
+#define LXI_ABDAY_5               27
+#define LXI_ABDAY_6               28
+#define LXI_ABDAY_7               29
+#define LXI_MONTH_1               30
+#define LXI_MONTH_2               31
+#define LXI_MONTH_3               32
+#define LXI_MONTH_4               33
+#define LXI_MONTH_5               34
+#define LXI_MONTH_6               35
+#define LXI_MONTH_7               36
+#define LXI_MONTH_8               37
+#define LXI_MONTH_9               38
+#define LXI_MONTH_10              39
+#define LXI_MONTH_11              40
+#define LXI_MONTH_12              41
+#define LXI_MONTH_13              42
+#define LXI_ABMONTH_1             43
+#define LXI_ABMONTH_2             44
+#define LXI_ABMONTH_3             45
+#define LXI_ABMONTH_4             46
+#define LXI_ABMONTH_5             47
+#define LXI_ABMONTH_6             48
+#define LXI_ABMONTH_7             49
+#define LXI_ABMONTH_8             50
+#define LXI_ABMONTH_9             51
+#define LXI_ABMONTH_10            52
+#define LXI_ABMONTH_11            53
+#define LXI_ABMONTH_12            54
+#define LXI_ABMONTH_13            55
+#define LXI_AM                    56
+#define LXI_PM                    57
+#define LXI_TERRITORY_FLAG_0      58
+#define LXI_DECIMAL_POINT         59
+#define LXI_THOUSANDS_SEP         60
+#define LXI_OTHER_SEP             61
+#define LXI_GROUPING              62
+#define LXI_FRAC_DIGITS           63
+#define LXI_CURRENCY_SYMBOL       64
+#define LXI_INT_CURRENCY_SYMBOL   65
+#define LXI_MON_DECIMAL_POINT     66
+#define LXI_MON_THOUSANDS_SEP     67
+#define LXI_MON_GROUPING          68
+#define LXI_CURRENCY_DIGITS       69
+#define LXI_INT_CURRENCY_DIGITS   70
+#define LXI_POSITIVE_SIGN         71
+#define LXI_NEGATIVE_SIGN         72
+#define LXI_P_CS_PRECEDES         73
+#define LXI_P_SEP_BY_SPACE        74
+#define LXI_N_CS_PRECEDES         75
+#define LXI_N_SEP_BY_SPACE        76
+#define LXI_P_SIGN_POSN           77
+#define LXI_N_SIGN_POSN           78
+#define LXI_TIME_FORMAT           79
+#define LXI_DATE_FORMAT           80
+#define LXI_LONG_DATE_FORMAT      81
+#define LXI_TERRITORY_FLAG_5      82
+#define LXI_TERRITORY_FLAG_6      83
+#define LXI_TERRITORY_VALUE       84
+#define LXI_MAX_CHAR_BYTES        85
+#define LXI_ASCII_BASED           86
+#define LXI_STATEFUL              87
+#define LXI_LOCALE_NAME           88
+
+/* ------------------------------------------------------------------------
+ * Start and stop, errors, shift states
+ * ------------------------------------------------------------------------ */
+
+/* Starts the library, or counts one more start when it is running (the
+ * arguments of such a call are ignored).  path: the locale directory holding
+ * "control.nls", or null for LX_LOCALEDIR and then the default directory.
+ * allocFn/freeFn: null for the platform heap; allocContext 0 keeps the
+ * previous non-zero context.  flags LX_INIT_STRICT forbids falling back to
+ * the built-in locale.  Returns 0; 10 when only the built-in locale is
+ * available (the start still counts and needs its LXTerm); 11 or 20 when the
+ * library could not start. */
+LX_API int32_t LXInit(const char *path, LXAllocFn allocFn, LXFreeFn freeFn,
+                      uintptr_t allocContext, uint32_t flags);
+
+/* Counts one start down; the last releases the default locale and every
+ * loaded locale part.  Returns 0, or 1, 21 or 1005 when releasing failed.
+ * Called with no start outstanding, the 16-bit count wraps and nothing is
+ * torn down. */
+LX_API int32_t LXTerm(void);
+
+/* Returns the error code of the last call made with handle (the default
+ * locale for null); does not clear it. */
+LX_API int32_t LXGetError(LXLocale *handle);
+
+/* Sets *state to the initial shift state 0 and clears the handle's error. */
+LX_API void LXInitState(LXLocale *handle, LXState *state);
+
+/* Frees a locale object and its strings (unused: pass 0).  The locale parts
+ * it used stay loaded until the last LXTerm.  Returns 0, or 1 if a block could
+ * not be freed.  Releasing the installed default leaves it dangling: replace
+ * it with LXSetLocale instead. */
+LX_API int32_t LXReleaseLocale(LXLocale *handle, uint32_t unused);
+
+/* ------------------------------------------------------------------------
+ * Enumeration
+ * ------------------------------------------------------------------------ */
+
+/* Calls callback once for every part listed in the control file, in stored
+ * order (by kind, then by number), until it returns 0.  Parts are not
+ * loaded.  Returns 0. */
+LX_API int32_t LXEnumLocales(LXEnumFn callback, uintptr_t user);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* LORVEX_H */
