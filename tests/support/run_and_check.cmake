@@ -1,6 +1,7 @@
 # Runs one command and checks its exit status and output.
 #
-#   cmake -DCOMMAND=<program;args...> [-DEXPECT_STATUS=0]
+#   cmake [-DSETUP=<program;args...>]  run first; must succeed
+#         -DCOMMAND=<program;args...> [-DEXPECT_STATUS=0]
 #         [-DPASS=<regex;...>]     every one must match stdout+stderr
 #         [-DLITERAL=<text;...>]   every one must occur verbatim
 #         [-DFAIL=<regex;...>]     none may match
@@ -13,6 +14,14 @@ if(NOT DEFINED COMMAND)
 endif()
 if(NOT DEFINED EXPECT_STATUS)
   set(EXPECT_STATUS 0)
+endif()
+
+if(DEFINED SETUP)
+  execute_process(COMMAND ${SETUP} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE out)
+  if(NOT status EQUAL 0)
+    string(REPLACE ";" " " shown "${SETUP}")
+    message(FATAL_ERROR "setup failed: ${shown}: status ${status}\n${out}")
+  endif()
 endif()
 
 execute_process(COMMAND ${COMMAND}
