@@ -57,9 +57,8 @@ std::string ExecutablePath(const char *argv0) {
     while (start <= rest.size()) {
         size_t end = rest.find(':', start);
         if (end == std::string::npos) end = rest.size();
-        std::string dir = rest.substr(start, end - start);
-        if (dir.empty()) dir = ".";
-        const std::string candidate = dir + "/" + argv0;
+        std::string candidate = end > start ? rest.substr(start, end - start) : ".";
+        candidate.append("/").append(argv0);
         if (::access(candidate.c_str(), X_OK) == 0) {
             fs::path p = fs::weakly_canonical(fs::absolute(candidate, ec), ec);
             return ec ? std::string() : p.string();

@@ -3,13 +3,15 @@
 #include <cstring>
 #include <string>
 
+#include "frame/state.h"
+#include "locale/registry.h"
 #include "lx.h"
 
 const char kPartsUsage[] =
     "usage: lx parts [-d DIR]\n"
     "\n"
     "Lists the parts of the locale directory, one per line: kind (language,\n"
-    "territory, codeset or sort) and name.  The first line names the\n"
+    "territory, codeset or sort), part number and name.  The first line names the\n"
     "directory and how it was found: -d DIR, else LX_LOCALEDIR, else\n"
     "../share/lorvex/locale beside lx, else the library's default.\n"
     "\n"
@@ -27,13 +29,11 @@ const char *KindName(int32_t kind) {
     }
 }
 
-int32_t PrintPart(uintptr_t user, int32_t kind, const char *name) {
-    ++*reinterpret_cast<long *>(user);
+void PrintPart(int32_t kind, unsigned number, const char *name) {
     if (const char *k = KindName(kind))
-        std::printf("%-10s %s\n", k, name ? name : "");
+        std::printf("%-10s %5u  %s\n", k, number, name);
     else
-        std::printf("kind-%-5d %s\n", int(kind), name ? name : "");
-    return 1;
+        std::printf("kind-%-5d %5u  %s\n", int(kind), number, name);
 }
 
 }  // namespace
@@ -77,12 +77,12 @@ int lx_cmd_parts(int argc, char **argv, const char *argv0) {
         std::printf("only the built-in locale (English_UnitedStates.US-ASCII) is available\n");
     }
 
-    long count = 0;
-    const int32_t e = LXEnumLocales(PrintPart, reinterpret_cast<uintptr_t>(&count));
-    std::fflush(stdout);
-    if (e != 0) {
-        lib.stop();
-        return lx_fail("LXEnumLocales", e);
+    // The registry's records, in stored order: kind, number, name.
+    const lorvex::Registry *registry = lorvex::Library().registry;
+    const uint16_t count = registry ? registry->count : 0;
+    for (uint16_t i = 0; i < count; ++i) {
+        const lorvex::PartRecord &rec = registry->records[i];
+        PrintPart(rec.kind, rec.number, rec.name);
     }
     if (count == 0) std::printf("(the control file lists no parts)\n");
     return lib.stop() ? 0 : 1;

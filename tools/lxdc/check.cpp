@@ -71,8 +71,8 @@ void CheckTables(const Part &p, std::vector<std::string> &problems) {
 
 std::string Describe(const Part &p) {
     std::string s = p.kind < 4 ? kKindName[p.kind] : "kind " + std::to_string(p.kind);
-    s += " " + std::to_string(p.number) + " \"" + p.name + "\"";
-    if (!p.origin.empty()) s += " (" + p.origin + ")";
+    s.append(" ").append(std::to_string(p.number)).append(" \"").append(p.name).append("\"");
+    if (!p.origin.empty()) s.append(" (").append(p.origin).append(")");
     return s;
 }
 
