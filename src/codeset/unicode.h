@@ -1,0 +1,130 @@
+// One character between a codeset and 16-bit Unicode.  Every function that
+// turns codeset text into Unicode or back (conversion, streams, collation,
+// formatting) goes through these few functions, so that the table walks and
+// the UTF-8 arithmetic exist once.
+//
+// Nothing here fails: a character outside the tables is U+FFFD on the way in,
+// and a value the codeset cannot represent is its substitution byte on the
+// way out.  The tables were checked when the part was loaded, so the lookups
+// carry no range checks of their own.
+#pragma once
+
+#include <cstdint>
+
+#include "codeset/codeset.h"
+#include "codeset/walk.h"
+
+namespace lorvex {
+
+inline constexpr uint16_t kReplacement = 0xFFFD;
+
+// Longest encoding of one character: a shift byte and four character bytes.
+inline constexpr unsigned kMaxEncoded = 5;
+
+// The decode tree of table 1, for the multibyte characters of a codeset that
+// is not UTF-8: n bytes (n >= 2) walked from node 0.  Out of line: only
+// double-byte and stateful codesets come here.
+uint16_t DecodeTree(const Codeset &cs, const uint8_t *s, unsigned n);
+
+// UTF-8 characters of two or three bytes, decoded arithmetically without
+// looking at the trail bytes.  A lead byte of F0 or above would start a
+// character of four or more bytes, which lies beyond 16 bits: such a
+// character cannot be an LXUchar and decodes to U+FFFD, however many bytes
+// the byte-length table gives its lead.
+inline uint16_t DecodeUtf8(const uint8_t *s, unsigned n) {
+    const uint8_t b0 = s[0];
+    if (b0 >= 0xF0) return kReplacement;
+    if (b0 >= 0xE0 && n >= 3) return uint16_t((((s[1] & 0x3F) | (b0 & 0x0F) << 6) << 6) | (s[2] & 0x3F));
+    return uint16_t((s[1] & 0x3F) | (b0 & 0x1F) << 6);
+}
+
+// The Unicode value of the n-byte character at s.  A one-byte character
+// (byte length 1, or any character in state 0 of a stateful codeset) is read
+// from the single-byte table; a longer one is computed (UTF-8) or walked
+// through the decode tree.  Shift bytes are the caller's business.
+inline uint16_t DecodeMb(const Codeset &cs, const uint8_t *s, unsigned n) {
+    if (n <= 1) return cs.toUnicode(s[0]);
+    return cs.utf8() ? DecodeUtf8(s, n) : DecodeTree(cs, s, n);
+}
+
+// The Unicode value of a packed character.  A value below 256 is read from
+// the single-byte table by its low byte, whatever the byte-length table says
+// of that byte; a larger one is unpacked and decoded as its bytes.
+inline uint16_t DecodeWchar(const Codeset &cs, LXWchar wc) {
+    if (wc < 0x100) return cs.toUnicode(uint8_t(wc));
+    uint8_t b[4];
+    return DecodeMb(cs, b, UnpackWchar(wc, b));
+}
+
+// The packed codeset code of u (the form the W converters produce).  UTF-8
+// is computed; other codesets read the page entry of u's high byte and its
+// data areas.  A low byte outside the page's range, or a page kind above 4,
+// gives the substitution byte.
+inline LXWchar EncodeToWchar(const Codeset &cs, uint16_t u) {
+    if (cs.utf8()) {
+        if (u < 0x80) return u;
+        if (u < 0x800) return LXWchar(0xC0 | (u >> 6)) << 8 | (0x80 | (u & 0x3F));
+        return LXWchar(0xE0 | (u >> 12)) << 16 | LXWchar(0x80 | ((u >> 6) & 0x3F)) << 8 | (0x80 | (u & 0x3F));
+    }
+    using layout::rd16;
+    const uint8_t *e = cs.page(uint8_t(u >> 8));
+    const uint8_t lo = uint8_t(u);
+    if (lo < e[2] || lo > e[3]) return cs.substitution();
+    const unsigned i = lo & e[1];
+    const uint8_t *first = cs.area1 + rd16(e + 4);
+    switch (e[0]) {
+    case 0: return first[i];
+    case 1: return rd16(first + 2 * i);
+    case 2: return LXWchar(cs.area2[rd16(e + 6) + i]) << 16 | rd16(first + 2 * i);
+    case 3: return LXWchar(rd16(cs.area2 + rd16(e + 6) + 2 * i)) << 16 | rd16(first + 2 * i);
+    case 4: return LXWchar(cs.area2[rd16(e + 6) + i]) << 8 | first[i];
+    default: return cs.substitution();
+    }
+}
+
+// The bytes of u in the codeset, written at out (room for 4); returns their
+// count, 1 to 4.  Zero bytes inside a packed code are dropped as UnpackWchar
+// drops them.
+inline unsigned EncodeUnicode(const Codeset &cs, uint16_t u, uint8_t *out) {
+    if (cs.utf8()) {
+        if (u < 0x80) {
+            out[0] = uint8_t(u);
+            return 1;
+        }
+        if (u < 0x800) {
+            out[0] = uint8_t(0xC0 | (u >> 6));
+            out[1] = uint8_t(0x80 | (u & 0x3F));
+            return 2;
+        }
+        out[0] = uint8_t(0xE0 | (u >> 12));
+        out[1] = uint8_t(0x80 | ((u >> 6) & 0x3F));
+        out[2] = uint8_t(0x80 | (u & 0x3F));
+        return 3;
+    }
+    return UnpackWchar(EncodeToWchar(cs, u), out);
+}
+
+// Character bytes for a stateful codeset's output in the given state: a
+// one-byte character in state 1 needs a shift-in byte first, a longer one in
+// state 0 a shift-out byte first.  Writes the shift byte (if any) and then
+// the n character bytes from bytes at out (room for kMaxEncoded), updates
+// state, and returns the total count; *shifted tells whether a shift byte
+// leads.  For a codeset that is not stateful the bytes are copied unchanged.
+inline unsigned PlaceShifted(const Codeset &cs, const uint8_t *bytes, unsigned n, uint8_t &state,
+                             uint8_t *out, bool *shifted = nullptr) {
+    unsigned k = 0;
+    if (cs.stateful()) {
+        if (n == 1 && state) {
+            out[k++] = cs.shiftIn();
+            state = 0;
+        } else if (n > 1 && !state) {
+            out[k++] = cs.shiftOut();
+            state = 1;
+        }
+    }
+    if (shifted) *shifted = k != 0;
+    for (unsigned i = 0; i < n; ++i) out[k + i] = bytes[i];
+    return k + n;
+}
+
+}  // namespace lorvex
