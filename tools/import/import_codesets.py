@@ -33,6 +33,7 @@ import ctypes.util
 import errno
 import os
 import sys
+import textwrap
 from dataclasses import dataclass, field
 
 SCRIPT = "tools/import/import_codesets.py"
@@ -179,7 +180,7 @@ class Codeset:
     # Converters that must all hold a byte back as the first of two before
     # it counts as a lead byte when no assigned pair starts with it.
     lead_probes: tuple = ()
-    notes: tuple = ()
+    note: str = ""
 
 
 CODESETS = [
@@ -194,20 +195,26 @@ CODESETS = [
     Codeset("MS1257", 2257, 2257, "single", "python:cp1257"),
     Codeset("MS1258", 2258, 2258, "single", "python:cp1258"),
     Codeset("MS874", 874, 2109, "single", "python:cp874"),
-    Codeset("MS932", 2024, 2024, "double", "python:cp932",
-            lead_probes=("python:cp932", "glibc:CP932")),
+    Codeset("MS932", 2024, 2024, "double", "glibc:CP932",
+            lead_probes=("glibc:CP932", "python:cp932"),
+            note="glibc's CP932 rather than Python's cp932: they decode the same "
+                 "pairs, but Python encodes the NEC-selected IBM extensions "
+                 "(0xED40-0xEEFC) where Windows and glibc write the IBM extensions "
+                 "(0xFA40-0xFC4B). The one-byte private-use values that Python "
+                 "decodes (0xA0, 0xFD-0xFF) are left out."),
     Codeset("MS936", 936, 113, "double", "glibc:CP936",
             lead_probes=("glibc:CP936",),
-            notes=("glibc's CP936 rather than Python's gbk: the two agree except",
-                   "that glibc decodes and encodes 0x80 as U+20AC, as Windows does.")),
+            note="glibc's CP936 rather than Python's gbk: they agree except that "
+                 "glibc decodes and encodes 0x80 as U+20AC, as Windows does."),
     Codeset("MS949", 949, 949, "double", "python:cp949",
             lead_probes=("python:cp949", "glibc:CP949")),
     Codeset("MS950", 950, 2026, "double", "glibc:CP950",
             lead_probes=("glibc:CP950",),
-            notes=("glibc's CP950 rather than Python's cp950: Python decodes",
-                   "0xC6A1-0xC7F2 as kana and symbols (a Big5 extension), where",
-                   "Windows and glibc decode 0xC6A1-0xC8FE as private use",
-                   "U+F6B1-U+F848; glibc also decodes 0x80 as U+0080, as Windows does.")),
+            note="glibc's CP950 rather than Python's cp950: Python decodes "
+                 "0xC6A1-0xC7F2 as kana and symbols of a Big5 extension, where "
+                 "Windows and glibc decode 0xC6A1-0xC8FE as the private-use "
+                 "values U+F6B1-U+F848; glibc also passes 0x80 through as U+0080, "
+                 "as Windows does."),
     Codeset("MS1361", 1361, 1361, "double", "python:johab",
             lead_probes=("python:johab", "glibc:JOHAB")),
     Codeset("UTF-8", 106, 106, "utf-8", "python:utf_8"),
@@ -230,17 +237,33 @@ CODESETS = [
 @dataclass
 class Override:
     codeset: str
-    kind: str  # 'map': add a line; 'lead': byte-length entries
-    # 'map': (bytes, code point, direction or None); 'lead': (first, last, length)
+    kind: str
     value: tuple
     reason: str
 
 
+# Kinds:
+#   'c1'     (first, last): each byte of the range that the converter leaves
+#            undefined, and that is not a lead byte, decodes to the code point
+#            of the same value (a C1 control) and encodes back.
+#   'prefer' (bytes, ...): of several sequences that decode to one code
+#            point, the one listed is written when encoding; the others become
+#            decode lines.
+#   'lead'   (first, last, length): byte-length entries for bytes that no
+#            mapped sequence starts.
+_WINDOWS_C1 = ("Windows passes the bytes 0x80-0x9F that its code page leaves "
+               "unassigned through as the C1 controls of the same value, in both "
+               "directions; ICU's Windows table agrees. The converter leaves "
+               "them undefined.")
+
 OVERRIDES = [
-    Override("MS949", "map", (b"\x80", 0x0080, None),
-             "Windows passes 0x80 through as U+0080 in both directions (as it "
-             "does for MS932 and MS950); Python's and glibc's cp949 leave it "
-             "undefined."),
+    *[Override(name, "c1", (0x80, 0x9F), _WINDOWS_C1)
+      for name in ("MS1250", "MS1251", "MS1252", "MS1253", "MS1254", "MS1255",
+                   "MS1256", "MS1257", "MS1258", "MS874")],
+    Override("MS932", "c1", (0x80, 0x80),
+             "Windows passes 0x80 through as U+0080 in both directions, and so "
+             "does Python's cp932; glibc leaves it undefined."),
+    Override("MS949", "c1", (0x80, 0x80), _WINDOWS_C1),
     Override("MS949", "lead", (0xC9, 0xC9, 2),
              "0xC9A1-0xC9FE is a user-defined row of KS X 1001 that neither "
              "converter maps; Windows treats 0xC9 as a lead byte, so a "
@@ -254,6 +277,16 @@ OVERRIDES = [
     Override("MS950", "lead", (0xFA, 0xFE, 2),
              "0xFA40-0xFEFE is a user-defined area that glibc does not map; "
              "Windows treats 0xFA-0xFE as lead bytes."),
+    Override("MS950", "prefer", (b"\xF9\xF9", b"\xF9\xE9", b"\xF9\xEA", b"\xF9\xEB"),
+             "Windows encodes U+2550, U+255E, U+256A and U+2561 as 0xF9F9, "
+             "0xF9E9, 0xF9EA and 0xF9EB (the ETEN box-drawing row) and only "
+             "decodes their older duplicates 0xA2A4-0xA2A7; ICU's windows-950 "
+             "agrees. glibc and Python write 0xA2A4-0xA2A7."),
+    Override("IBM939", "prefer", (b"\xE0", b"\xA1"),
+             "glibc decodes 0xE0 as U+005C and 0xA1 as U+007E but encodes them "
+             "as 0xB2 (yen sign) and 0xA0 (overline), so backslash and tilde "
+             "would not survive a round trip; IBM's table (ICU's ibm-939) "
+             "round-trips 0xE0 and 0xA1."),
     Override("MS1361", "lead", (0xD8, 0xD8, 2),
              "0xD8 leads the user-defined area of Johab, which neither "
              "converter maps; Windows treats it as a lead byte."),
@@ -287,6 +320,7 @@ class Table:
     lines: list = field(default_factory=list)
     notes: list = field(default_factory=list)  # (bytes, text) left-out sequences
     leads: list = field(default_factory=list)  # (first, last, length, reason)
+    header: list = field(default_factory=list)  # comments for the file's head
 
 
 def cps(text):
@@ -330,6 +364,7 @@ def decode_all(cs, conv, table):
         take(bytes([b]), conv.decode(bytes([b])))
     if cs.kind == "double":
         for lead in range(0x80, 0x100):
+            first = conv.decode(bytes([lead]))
             single = bytes([lead]) in decoded
             for trail in range(256):
                 seq = bytes([lead, trail])
@@ -338,9 +373,7 @@ def decode_all(cs, conv, table):
                     continue
                 # A pair that decodes as two one-byte characters is not a
                 # character of its own.
-                first = conv.decode(bytes([lead]))
-                if first is not None and text.startswith(first) and \
-                        text[len(first):] == conv.decode(bytes([trail])):
+                if first and text == first + (conv.decode(bytes([trail])) or "\uFFFF"):
                     continue
                 if single:
                     raise SystemExit(f"{cs.name}: 0x{lead:02X} is a character and "
@@ -369,6 +402,7 @@ def derive(cs):
 
     round_trip = {}  # bytes -> code point
     encode_only = {}  # code point -> bytes
+    substituted = []  # code points the converter writes as its SUB character
     if cs.kind == "utf-8":
         for seq, cp in decoded.items():
             if encode_one(cs, conv, cp) != seq:
@@ -384,36 +418,65 @@ def derive(cs):
             back = decoded.get(seq)
             if back == cp:
                 round_trip[seq] = cp
+            elif back == 0x1A:
+                # The converter's own substitution (the SUB control), not a
+                # best fit: such values take this codeset's substitution byte.
+                substituted.append(cp)
             elif back is not None:
                 encode_only[cp] = seq
             else:
                 table.notes.append((seq, f"U+{cp:04X} encodes to bytes that decode to no "
                                          f"single character: left out"))
+    if substituted:
+        table.header.append(
+            f"{len(substituted)} code points that {conv.label} encodes as its SUB "
+            f"character are left out (they take the substitution byte): "
+            + ", ".join(f"U+{a:04X}" if a == b else f"U+{a:04X}-U+{b:04X}"
+                        for a, b in ranges(substituted)) + ".")
 
-    lines = []
-    for seq, cp in decoded.items():
-        lines.append(Line(seq, cp, None if seq in round_trip else "decode"))
-    for cp, seq in encode_only.items():
-        lines.append(Line(seq, cp, "encode"))
-
+    corrected = set()  # bytes of lines set by OVERRIDES
     for ov in OVERRIDES:
         if ov.codeset != cs.name:
             continue
-        if ov.kind == "map":
-            seq, cp, direction = ov.value
-            for line in lines:
-                if line.direction != "encode" and direction != "encode" and line.seq == seq:
-                    raise SystemExit(f"{cs.name}: override for 0x{seq.hex()} clashes with the codec")
-                if line.direction != "decode" and direction != "decode" and line.cp == cp:
-                    raise SystemExit(f"{cs.name}: override for U+{cp:04X} clashes with the codec")
-            lines.append(Line(seq, cp, direction, "hand correction, see OVERRIDES"))
+        if ov.kind == "c1":
+            first, last = ov.value
+            leads = {seq[0] for seq in decoded if len(seq) > 1}
+            encodable = set(round_trip.values()) | set(encode_only)
+            for b in range(first, last + 1):
+                seq = bytes([b])
+                if seq in decoded or b in leads:
+                    continue
+                if b in encodable:
+                    raise SystemExit(f"{cs.name}: U+{b:04X} is already encodable")
+                decoded[seq] = round_trip[seq] = b
+                corrected.add(seq)
+        elif ov.kind == "prefer":
+            for seq in ov.value:
+                cp = decoded.get(seq)
+                if cp is None or seq in round_trip:
+                    raise SystemExit(f"{cs.name}: nothing to prefer at 0x{seq.hex()}")
+                for old in [s for s, c in round_trip.items() if c == cp]:
+                    del round_trip[old]
+                encode_only.pop(cp, None)
+                round_trip[seq] = cp
+                corrected.add(seq)
         elif ov.kind == "lead":
             first, last, length = ov.value
             table.leads.append((first, last, length, "hand correction, see OVERRIDES"))
         else:
             raise SystemExit(f"unknown override kind {ov.kind}")
 
-    lines.sort(key=lambda l: (len(l.seq) if cs.kind == "stateful" else 0, l.seq, l.cp))
+    note = "hand correction, see OVERRIDES"
+    lines = []
+    for seq, cp in decoded.items():
+        lines.append(Line(seq, cp, None if seq in round_trip else "decode",
+                          note if seq in corrected else None))
+    for cp, seq in encode_only.items():
+        lines.append(Line(seq, cp, "encode"))
+
+    order = {None: 0, "decode": 1, "encode": 2}
+    lines.sort(key=lambda l: (len(l.seq) if cs.kind == "stateful" else 0, l.seq,
+                              order[l.direction], l.cp))
     table.lines = lines
     table.notes.sort()
 
@@ -467,6 +530,10 @@ def check_properties(cs, table):
     if enc.get(0x3F) != bytes([cs.substitution]):
         raise SystemExit(f"{cs.name}: '?' does not encode to the substitution byte "
                          f"0x{cs.substitution:02X}")
+    for line in table.lines:
+        # A packed multibyte code cannot hold a zero byte.
+        if len(line.seq) > 1 and 0 in line.seq:
+            raise SystemExit(f"{cs.name}: 0x{line.seq.hex()} holds a zero byte")
     if cs.shift and any(s >= 0x80 for s in cs.shift):
         raise SystemExit(f"{cs.name}: shift bytes must be below 0x80")
 
@@ -476,23 +543,33 @@ def render(cs, table):
     counts = {None: 0, "decode": 0, "encode": 0}
     for line in table.lines:
         counts[line.direction] += 1
-    max_bytes = 4 if cs.kind == "utf-8" else max(len(l.seq) for l in table.lines)
-    width = 2 + 2 * max_bytes
+    longest = max(len(l.seq) for l in table.lines)
+    max_bytes = 4 if cs.kind == "utf-8" else longest
+    width = 2 + 2 * longest
 
     out = [f"# Generated by {SCRIPT} from {conv.label}; do not edit.",
-           f"# Regenerate from the repository root: {REGENERATE}",
-           f"# {counts[None]} round-trip, {counts['decode']} decode-only, "
-           f"{counts['encode']} encode-only (best-fit) lines."]
-    for note in cs.notes:
-        out.append(f"# {note}")
+           f"# Regenerate from the repository root: {REGENERATE}"]
+
+    def comment(text):
+        out.extend(textwrap.wrap(text, 79, initial_indent="# ", subsequent_indent="# ",
+                                 break_on_hyphens=False))
+
+    comment(f"{counts[None]} round-trip, {counts['decode']} decode-only and "
+            f"{counts['encode']} encode-only (best-fit) lines.")
+    if cs.note:
+        comment(cs.note)
     if cs.kind == "utf-8":
-        out.append("# Multibyte characters are computed; the map lists the one-byte characters.")
+        comment("Multibyte characters are decoded and encoded arithmetically; the "
+                "map lists the one-byte characters.")
     if cs.kind == "stateful":
-        out.append(f"# Two-byte lines are characters of the shifted state (after 0x{cs.shift[0]:02X},")
-        out.append(f"# until 0x{cs.shift[1]:02X}); the shift bytes themselves have no line.")
+        comment(f"Two-byte lines are the characters of the shifted state (after "
+                f"0x{cs.shift[0]:02X}, until 0x{cs.shift[1]:02X}); the shift bytes "
+                f"themselves have no line.")
+    for text in table.header:
+        comment(text)
     for ov in OVERRIDES:
         if ov.codeset == cs.name:
-            out.append(f"# Hand correction ({ov.kind} {fmt_override(ov)}): {ov.reason}")
+            comment(f"Hand correction ({ov.kind} {fmt_override(ov)}): {ov.reason}")
     out.append("")
 
     def prop(key, value):
@@ -519,28 +596,27 @@ def render(cs, table):
     out.append("")
     out.append("map")
 
-    notes = list(table.notes)
-    for line in table.lines:
-        while notes and notes[0][0] <= line.seq and len(notes[0][0]) <= len(line.seq):
-            seq, text = notes.pop(0)
-            out.append(f"# 0x{seq.hex().upper()} {text}")
+    def key(seq):
+        return (len(seq) if cs.kind == "stateful" else 0, seq)
+
+    entries = [(key(seq), 0, f"# 0x{seq.hex().upper()} {text}") for seq, text in table.notes]
+    for i, line in enumerate(table.lines):
         text = f"{'0x' + line.seq.hex().upper():<{width}}  U+{line.cp:04X}"
         if line.direction:
             text += f"  {line.direction}"
         if line.comment:
             text += f"  # {line.comment}"
-        out.append(text)
-    for seq, text in notes:
-        out.append(f"# 0x{seq.hex().upper()} {text}")
+        entries.append((key(line.seq), 1 + i, text))
+    out.extend(text for _, _, text in sorted(entries))
     return "\n".join(out) + "\n"
 
 
 def fmt_override(ov):
-    if ov.kind == "map":
-        seq, cp, direction = ov.value
-        return f"0x{seq.hex().upper()} U+{cp:04X}" + (f" {direction}" if direction else "")
-    first, last, length = ov.value
-    return (f"0x{first:02X}" if first == last else f"0x{first:02X}-0x{last:02X}") + f" {length}"
+    if ov.kind == "prefer":
+        return " ".join(f"0x{seq.hex().upper()}" for seq in ov.value)
+    first, last = ov.value[:2]
+    span = f"0x{first:02X}" if first == last else f"0x{first:02X}-0x{last:02X}"
+    return span + "".join(f" {v}" for v in ov.value[2:])
 
 
 def file_name(cs):
@@ -589,7 +665,7 @@ def main(argv=None):
                 if name.endswith(".txt") and name not in files:
                     differ.append(f"{name}: not written by the importer")
         for d in differ:
-            print(f"data/codeset/{d}", file=sys.stderr)
+            print(f"{os.path.relpath(args.output)}/{d}", file=sys.stderr)
         if differ:
             print(f"run: {REGENERATE}", file=sys.stderr)
             return 1
