@@ -17,14 +17,15 @@ What is written, and from where:
   the identifier they convert to). Joining them numbers every language,
   territory and codeset they name; the rest are numbered by the rules in
   number_parts().
-- A language file holds the day, month and AM/PM names of the language's
-  main locale (its first row); a territory file holds the numeric, monetary
-  and date/time conventions of the territory's main locale (the first row
-  that names it). LOCALE_LANGUAGE and TERRITORY_INFO turn a row into a POSIX
-  locale name.
+- A language file holds the day, month and AM/PM names of the locale of the
+  language and its default territory; a territory file holds the numeric,
+  monetary and date/time conventions of the locale of the first row that
+  names it (assign_locales). LANGUAGE_INFO and TERRITORY_INFO turn a
+  (language, territory) pair into a POSIX locale name.
 - Every value goes through the conversions documented at each function:
-  grouping (posix_grouping), sign and currency positions (posix_monetary),
-  separators (one_character), and time pictures (PosixPicture).
+  grouping (posix_grouping), currency placement (posix_flag,
+  posix_sign_position), separators (one_character, other_separator), and
+  time pictures (PosixPicture).
 - Hand corrections live in OVERRIDES, each with its reason; nothing else is
   edited by hand.
 
@@ -48,7 +49,7 @@ TERRITORY_DIR = os.path.join(REPO_ROOT, "data", "territory")
 POSIX_DIR = "/usr/share/i18n/locales"
 
 
-class ImportError_(Exception):
+class SourceError(Exception):
     """A problem in the sources or the tables; printed as it is."""
 
 
@@ -366,6 +367,23 @@ OVERRIDES = {
         "date-format": "%#m/%#d/%y",
         "long-date-format": "%A, %B %d, %Y",
     },
+    # nb_NO writes "kl." ("o'clock") before the time; the long date is the
+    # date-and-time picture without the time, so the word goes with it.
+    ("territory", "Norway"): {
+        "long-date-format": "%A %d. %B %Y",
+    },
+    # The time formatter reads a picture into 32 bytes. km_KH's long date
+    # spells the words for day, month and year between the fields, 48 bytes
+    # in UTF-8; the fields alone remain.
+    ("territory", "Cambodia"): {
+        "long-date-format": "%A %#d %B %Y",
+    },
+    # The time formatter reads a name into 32 bytes. km_KH's day names start
+    # with "ថ្ងៃ" ("day") and a zero-width space, up to 48 bytes in UTF-8; the
+    # names without it are those of ICU's km locale.
+    ("language", "Kampuchean"): {
+        "day": ["អាទិត្យ", "ច័ន្ទ", "អង្គារ", "ពុធ", "ព្រហស្បតិ៍", "សុក្រ", "សៅរ៍"],
+    },
 }
 
 # ---------------------------------------------------------------------------
@@ -439,16 +457,16 @@ def number_parts():
         if key not in table:
             table[key] = make(key, number)
         elif table[key].number != number:
-            raise ImportError_(f"{key} has two numbers in the tables")
+            raise SourceError(f"{key} has two numbers in the tables")
         return table[key]
 
     def bind_codeset(key, number):
         if codesets.setdefault(key, number) != number:
-            raise ImportError_(f"codeset {key} has two numbers in the tables")
+            raise SourceError(f"codeset {key} has two numbers in the tables")
 
     for la, te, cp, _so, ident in part_rows():
         if ident not in names:
-            raise ImportError_(f"row with identifier {ident:#06x} names no locale")
+            raise SourceError(f"row with identifier {ident:#06x} names no locale")
         lname, tname, cname = split_locale_name(names[ident])
         lang = bind(languages, lname, la, LanguagePart)
         bind(territories, tname, te, TerritoryPart)
@@ -459,7 +477,7 @@ def number_parts():
 
     for offset, lname in enumerate(NEW_LANGUAGES):
         if lname in languages:
-            raise ImportError_(f"{lname} is numbered by the part table already")
+            raise SourceError(f"{lname} is numbered by the part table already")
         languages[lname] = LanguagePart(lname, FIRST_NEW_LANGUAGE + offset)
 
     used = {t.number for t in territories.values()}
@@ -468,7 +486,7 @@ def number_parts():
     for _ident, name in native_rows():
         lname, tname, cname = split_locale_name(name)
         if lname not in languages:
-            raise ImportError_(f"language {lname} has no number")
+            raise SourceError(f"language {lname} has no number")
         lang = languages[lname]
         if tname and tname not in territories:
             pending.append(tname)
@@ -477,19 +495,19 @@ def number_parts():
             lang.territory = tname
         if lang.codeset is None and cname:
             if cname not in codesets:
-                raise ImportError_(f"codeset {cname} has no number")
+                raise SourceError(f"codeset {cname} has no number")
             lang.codeset = (cname, codesets[cname])
     for lname, home in LANGUAGE_HOME.items():
         lang = languages[lname]
         if lang.territory is not None:
-            raise ImportError_(f"{lname} has a territory in the tables; drop it from LANGUAGE_HOME")
+            raise SourceError(f"{lname} has a territory in the tables; drop it from LANGUAGE_HOME")
         lang.territory = home
         if home not in territories:
             pending.append(home)
             territories[home] = None
     for tname in pending:
         if tname not in TERRITORY_INFO:
-            raise ImportError_(f"territory {tname} is not in TERRITORY_INFO")
+            raise SourceError(f"territory {tname} is not in TERRITORY_INFO")
         number = TERRITORY_INFO[tname][1]
         if number is None or number in used:
             while free in used:
@@ -500,7 +518,7 @@ def number_parts():
 
     for lang in languages.values():
         if lang.territory is None:
-            raise ImportError_(f"language {lang.name} has no default territory")
+            raise SourceError(f"language {lang.name} has no default territory")
         if lang.codeset is None:
             lang.codeset = UTF8_CODESET
     return languages, territories, codesets
@@ -528,7 +546,7 @@ def assign_locales(languages, territories):
             territories[tname].locale = locale_of(lname, tname)
     for terr in territories.values():
         if terr.locale is None:
-            raise ImportError_(f"territory {terr.name} has no locale")
+            raise SourceError(f"territory {terr.name} has no locale")
 
 
 # ---------------------------------------------------------------------------
@@ -602,7 +620,7 @@ class PosixSources:
             start = lines.index(name)
             end = lines.index("END " + name, start)
         except ValueError:
-            raise ImportError_(f"{locale}: no {name} category") from None
+            raise SourceError(f"{locale}: no {name} category") from None
         result = {}
         for line in lines[start + 1:end]:
             keyword, _, rest = line.partition(" ")
@@ -665,7 +683,7 @@ class PosixSources:
 def symbol(name):
     m = re.fullmatch(r"U([0-9A-Fa-f]{4,8})", name)
     if not m:
-        raise ImportError_(f"unknown symbol <{name}>")
+        raise SourceError(f"unknown symbol <{name}>")
     return chr(int(m.group(1), 16))
 
 
@@ -676,6 +694,9 @@ def symbol(name):
 # being "date", "time" or "" (neither, e.g. %%).
 
 NUMERIC = set("dHIjmMSyYUW")
+# Directional embedding controls are left out of pictures: pieces of pictures
+# are cut and joined, and these must come in balanced pairs.
+BIDI_EMBEDDING = set("\u202A\u202B\u202C\u202D\u202E")
 TIME_LETTERS = set("HIMSp")
 
 
@@ -709,17 +730,18 @@ class PosixPicture:
 
     def tokens(self, picture, depth=0):
         if depth > 4:
-            raise ImportError_(f"{self.where}: pictures refer to each other")
+            raise SourceError(f"{self.where}: pictures refer to each other")
         out, i, n = [], 0, len(picture)
         while i < n:
             c = picture[i]
             if c != "%":
-                out.append(("lit", c))
+                if c not in BIDI_EMBEDDING:
+                    out.append(("lit", c))
                 i += 1
                 continue
             m = re.compile(r"%([-_0^#]*)(\d*)([EO]?)(.)").match(picture, i)
             if not m:
-                raise ImportError_(f"{self.where}: picture {picture!r} ends in '%'")
+                raise SourceError(f"{self.where}: picture {picture!r} ends in '%'")
             i = m.end()
             flags, _width, _mod, conv = m.groups()
             nopad = "-" in flags or "_" in flags
@@ -755,7 +777,7 @@ class PosixPicture:
             elif conv in "nt":
                 out.append(("lit", " "))
             else:
-                raise ImportError_(f"{self.where}: no translation for %{conv} in {picture!r}")
+                raise SourceError(f"{self.where}: no translation for %{conv} in {picture!r}")
         return drop_with_space(out)
 
     def translate(self, keyword):
@@ -763,22 +785,48 @@ class PosixPicture:
 
     def long_date(self):
         """The date part of the date-and-time picture, with day and month
-        names in full: the time directives, the text between them and the
-        text glued to the last one are removed, then spaces and commas left
-        at either end."""
+        names in full (%a and %b become %A and %B).
+
+        The time is the run from the first to the last time directive. Text
+        after it goes too when no date directive follows, and so does text
+        before it when no date directive precedes; otherwise only the word
+        glued to the last time directive ("秒" in "%S秒 ...") goes with it.
+        Spaces, commas and semicolons left at either end are then removed."""
         toks = self.tokens(self.text("d_t_fmt"))
         times = [i for i, t in enumerate(toks) if t[0] == "dir" and t[2] == "time"]
+
+        def is_date(t):
+            return t[0] == "dir" and t[2] == "date"
+
+        def is_word(t):
+            return t[0] == "lit" and not t[1].isspace()
+
         if times:
             first, last = times[0], times[-1]
-            while last + 1 < len(toks) and toks[last + 1][0] == "lit" and \
-                    not toks[last + 1][1].isspace() and toks[last + 1][1] not in ",;":
-                last += 1
+            if not any(is_date(t) for t in toks[last + 1:]):
+                last = len(toks) - 1
+            else:
+                while last + 1 < len(toks) and is_word(toks[last + 1]):
+                    last += 1
+            if not any(is_date(t) for t in toks[:first]):
+                first = 0
             toks = toks[:first] + toks[last + 1:]
         toks = [("dir", {"%a": "%A", "%b": "%B"}.get(t[1], t[1]), t[2]) if t[0] == "dir" else t
                 for t in toks]
-        text = render(toks)
-        text = re.sub(r"  +", " ", text)
-        return text.strip(" ,;")
+        return trim(render(toks))
+
+
+def trim(text):
+    """Removes spaces (any kind), commas and semicolons at either end, and
+    turns runs of spaces inside into one."""
+    def loose(ch):
+        return ch.isspace() or ch in ",;\u060C" or unicodedata.category(ch) == "Zs"
+    text = re.sub(r"  +", " ", text)
+    while text and loose(text[-1]):
+        text = text[:-1]
+    while text and loose(text[0]):
+        text = text[1:]
+    return text
 
 
 def drop_with_space(tokens):
@@ -817,7 +865,7 @@ def posix_grouping(values, where):
     repeat = True
     for v in values:
         if not isinstance(v, int):
-            raise ImportError_(f"{where}: grouping {values!r}")
+            raise SourceError(f"{where}: grouping {values!r}")
         if v < 0 or v >= 127:       # -1 (CHAR_MAX in localedef) ends grouping
             repeat = False
             break
@@ -839,10 +887,10 @@ def one_character(text, where, field, empty_allowed):
     field allows it, else it is an error."""
     if text == "":
         if not empty_allowed:
-            raise ImportError_(f"{where}: {field} is empty")
+            raise SourceError(f"{where}: {field} is empty")
         return ""
     if ord(text[0]) > 0xFFFF:
-        raise ImportError_(f"{where}: {field} is outside the 16-bit range")
+        raise SourceError(f"{where}: {field} is outside the 16-bit range")
     return text[0]
 
 
@@ -861,7 +909,7 @@ def posix_flag(value, where, field, default):
     if value == 2 and "sep" in field:
         return 0
     if value not in (0, 1):
-        raise ImportError_(f"{where}: {field} {value}")
+        raise SourceError(f"{where}: {field} {value}")
     return value
 
 
@@ -871,7 +919,7 @@ def posix_sign_position(value, where, field):
     if value in (-1, 127):
         return 1
     if value not in range(5):
-        raise ImportError_(f"{where}: {field} {value}")
+        raise SourceError(f"{where}: {field} {value}")
     return value
 
 
@@ -880,7 +928,7 @@ def first_value(cat, keyword, where, default=None):
     if not values:
         if default is not None:
             return default
-        raise ImportError_(f"{where}: no {keyword}")
+        raise SourceError(f"{where}: no {keyword}")
     return values[0]
 
 
@@ -893,9 +941,9 @@ def posix_language(src, locale):
     cat = src.category(locale, "LC_TIME")
     day, abday, mon, abmon, am_pm = (cat.get(k) for k in ("day", "abday", "mon", "abmon", "am_pm"))
     if not (day and abday and mon and abmon and am_pm):
-        raise ImportError_(f"{where}: incomplete")
+        raise SourceError(f"{where}: incomplete")
     if len(day) != 7 or len(abday) != 7 or len(mon) != 12 or len(abmon) != 12 or len(am_pm) != 2:
-        raise ImportError_(f"{where}: wrong number of names")
+        raise SourceError(f"{where}: wrong number of names")
     week = cat.get("week")
     if week and len(week) >= 2:
         first = datetime.date(int(str(week[1])[:4]), int(str(week[1])[4:6]), int(str(week[1])[6:]))
@@ -942,7 +990,7 @@ def posix_territory(src, locale):
                                                               field)
     for field in ("currency-digits", "int-currency-digits"):
         if not isinstance(values[field], int) or not 0 <= values[field] <= 9:
-            raise ImportError_(f"{w_mon}: {field} {values[field]!r}")
+            raise SourceError(f"{w_mon}: {field} {values[field]!r}")
     pic = PosixPicture(tim, f"{locale} LC_TIME")
     values["time-format"] = pic.translate("t_fmt")
     values["date-format"] = pic.translate("d_fmt")
@@ -976,7 +1024,7 @@ class Icu:
             except OSError:
                 continue
         if self.i18n is None:
-            raise ImportError_("ICU (libicui18n) is not installed")
+            raise SourceError("ICU (libicui18n) is not installed")
         c_int_p = ctypes.POINTER(ctypes.c_int)
         self.udat_open = self.fn("udat_open", ctypes.c_void_p,
                                  [ctypes.c_int, ctypes.c_int, ctypes.c_char_p, ctypes.c_void_p,
@@ -1012,7 +1060,7 @@ class Icu:
         status = ctypes.c_int(0)
         n = call(*args, buf, 512, ctypes.byref(status))
         if status.value > 0:
-            raise ImportError_(f"ICU error {status.value}")
+            raise SourceError(f"ICU error {status.value}")
         return bytes(buf)[:2 * n].decode("utf-16-le")
 
     def _open_date(self, locale, date_style, time_style):
@@ -1020,14 +1068,14 @@ class Icu:
         handle = self.udat_open(time_style, date_style, locale.encode(), None, -1, None, 0,
                                 ctypes.byref(status))
         if status.value > 0 or not handle:
-            raise ImportError_(f"ICU cannot open a date format for {locale}")
+            raise SourceError(f"ICU cannot open a date format for {locale}")
         return handle
 
     def _open_number(self, locale, style):
         status = ctypes.c_int(0)
         handle = self.unum_open(style, None, 0, locale.encode(), None, ctypes.byref(status))
         if status.value > 0 or not handle:
-            raise ImportError_(f"ICU cannot open a number format for {locale}")
+            raise SourceError(f"ICU cannot open a number format for {locale}")
         return handle
 
     def language(self, locale):
@@ -1125,7 +1173,7 @@ def icu_currency_placement(affixes, symbol_, minus, where):
             rest = suffix.replace(symbol_, "\0")
             out[f"{tag}-sep-by-space"] = 1 if re.search(r"\s\0", rest) else 0
         else:
-            raise ImportError_(f"{where}: currency symbol not in the currency format")
+            raise SourceError(f"{where}: currency symbol not in the currency format")
     out["p-sign-posn"] = 1
     if minus in np_:
         before_symbol = symbol_ in np_ and np_.index(minus) < np_.index(symbol_)
@@ -1137,7 +1185,7 @@ def icu_currency_placement(affixes, symbol_, minus, where):
     elif "(" in np_:
         out["n-sign-posn"] = 0
     else:
-        raise ImportError_(f"{where}: no negative sign in the currency format")
+        raise SourceError(f"{where}: no negative sign in the currency format")
     return out
 
 
@@ -1176,7 +1224,7 @@ def cldr_picture(pattern, where):
                 d = forms[min(count, len(forms)) - 1]
                 toks.append(("dir", d, "time" if c in "hHmsa" else "date"))
             else:
-                raise ImportError_(f"{where}: no translation for {c * count!r} in {pattern!r}")
+                raise SourceError(f"{where}: no translation for {c * count!r} in {pattern!r}")
             i = j
         else:
             toks.append(("lit", c))
@@ -1193,14 +1241,14 @@ def check_ucs2(values, where):
         texts = value if isinstance(value, list) else [value]
         for t in texts:
             if isinstance(t, str) and any(ord(ch) > 0xFFFF or ord(ch) == 0 for ch in t):
-                raise ImportError_(f"{where}: {key} {t!r} is not 16-bit text")
+                raise SourceError(f"{where}: {key} {t!r} is not 16-bit text")
 
 
 def apply_overrides(kind, name, values):
     applied = []
     for key, value in OVERRIDES.get((kind, name), {}).items():
         if key not in values:
-            raise ImportError_(f"override of {kind} {name}: unknown keyword {key}")
+            raise SourceError(f"override of {kind} {name}: unknown keyword {key}")
         if values[key] != value:
             values[key] = value
             applied.append(key)
@@ -1294,7 +1342,7 @@ def build():
     assign_locales(languages, territories)
     for name in list(languages) + list(territories):
         if len(name) > 35 or any(c in name for c in "_.@ "):
-            raise ImportError_(f"part name {name!r} breaks the naming rules")
+            raise SourceError(f"part name {name!r} breaks the naming rules")
     posix = PosixSources()
     icu = None
     files = {}
@@ -1329,7 +1377,7 @@ def main(argv):
     args = parser.parse_args(argv)
     try:
         files = build()
-    except ImportError_ as e:
+    except SourceError as e:
         print(f"import_locales: {e}", file=sys.stderr)
         return 1
     stale = []
