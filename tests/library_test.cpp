@@ -119,8 +119,10 @@ TEST_F(LibraryTest, FreeFailuresAreReported) {
     // that fails while they are released makes the last stop report 21.
     Bytes packed(4362, 0);
     packed[layout::cs1::kMaxBytes] = 1;
+    std::fill(packed.begin() + 8, packed.begin() + 264, 1);  // byte lengths (packed offsets 8-263)
     dir.control({{1, 2, "Packed"}});
-    dir.part(layout::kCodeset, 1, {packed}, 0x10000000);
+    // Every page entry is zero (kind 0, range 00-00): one byte of table 2 serves them.
+    dir.part(layout::kCodeset, 1, {packed, {}, {0x3F}}, 0x10000000);
     CountingAllocator a;
     ASSERT_EQ(LXInit(dir.path().c_str(), &CountingAllocator::Alloc, &CountingAllocator::Free, a.context(), 0),
               LX_OK);

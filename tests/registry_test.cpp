@@ -510,19 +510,29 @@ TEST_F(RegistryTest, ConcurrentLookupsLoadOnce) {
 // The older packed codeset layout is rebuilt into the current one at load.
 TEST_F(RegistryTest, PackedCodesetLayoutIsConverted) {
     constexpr uint32_t kOldVar = 4372;
-    const Bytes varData = {0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8};
+    // One type leaf (mask 0, base 0) and its record.
+    const Bytes varData = {0x01, 0x00, 0x00, 0x00, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8};
     Bytes old0(kOldVar + varData.size(), 0);
     for (uint32_t i = 0; i < 4360; ++i) old0[i] = uint8_t(i * 7 + 3);
+    // The loader validates the rebuilt tables: byte lengths 1 (stateful), and
+    // pages that map nothing (packed offsets 2312-4359).
+    std::fill(old0.begin() + 8, old0.begin() + 264, 1);
+    for (uint32_t page = 0; page < 256; ++page) {
+        old0[2312 + 8 * page] = uint8_t(page % 5);  // kind
+        old0[2312 + 8 * page + 2] = 0xFF;           // low > high
+        old0[2312 + 8 * page + 3] = 0x00;
+    }
     old0[cs1::kMaxBytes] = 2;
     wr16(&old0[6], 939);
     wr16(&old0[cs1::kFlags], cs::kFlagStateful);
     wr16(&old0[cs1::kVarStart], uint16_t(kOldVar));
     wr16(&old0[cs1::kTypeTree], uint16_t(kOldVar));
     wr16(&old0[cs1::kTypeRecords], uint16_t(kOldVar + 4));
-    wr16(&old0[cs1::kTypeRecordsEnd], uint16_t(kOldVar + 8));
+    wr16(&old0[cs1::kTypeRecordsEnd], uint16_t(kOldVar + 12));
     wr16(&old0[cs1::kDecodeValues], 8);  // two 4-byte nodes before the values
     std::copy(varData.begin(), varData.end(), old0.begin() + kOldVar);
-    const Bytes old1 = {0, 0xFF, 0x01, 0x00, 1, 0x3F, 0x02, 0x00, 0x41, 0x00, 0x42, 0x00};
+    // Node 0 sends every byte to node 1, a leaf choosing value 0 or 1.
+    const Bytes old1 = {0, 0x00, 0x01, 0x00, 1, 0x01, 0x00, 0x00, 0x41, 0x00, 0x42, 0x00};
 
     dir.control({{939, 2, "Packed"}, {940, 2, "PackedSingle"}});
     dir.part(kCodeset, 939, {old0, old1}, 0x10000000);
@@ -549,14 +559,14 @@ TEST_F(RegistryTest, PackedCodesetLayoutIsConverted) {
     EXPECT_EQ(rd16(t0 + cs::kVarStart), cs::kFixedMulti);
     EXPECT_EQ(rd16(t0 + cs::kTypeTree), cs::kFixedMulti);
     EXPECT_EQ(rd16(t0 + cs::kTypeRecords), cs::kFixedMulti + 4);
-    EXPECT_EQ(rd16(t0 + cs::kTypeRecordsEnd), cs::kFixedMulti + 8);
+    EXPECT_EQ(rd16(t0 + cs::kTypeRecordsEnd), cs::kFixedMulti + 12);
     EXPECT_EQ(std::memcmp(t0 + cs::kFixedMulti, varData.data(), varData.size()), 0);
     // Two nodes of 6 bytes, the values after the node area counted twice
     // (12 rounded to 12, plus 12).
     const uint8_t *t1 = rec->table[1];
     ASSERT_EQ(rd16(t0 + cs::kDecodeValues), 24);
     ASSERT_EQ(rec->size[1], 24 + 4);
-    const Bytes nodes = {0, 0xFF, 0, 0xFF, 0x01, 0x00, 1, 0x3F, 0, 0xFF, 0x02, 0x00};
+    const Bytes nodes = {0, 0x00, 0, 0xFF, 0x01, 0x00, 1, 0x01, 0, 0xFF, 0x00, 0x00};
     EXPECT_EQ(Bytes(t1, t1 + 12), nodes);
     EXPECT_EQ(rd16(t1 + 24), 0x41);
     EXPECT_EQ(rd16(t1 + 26), 0x42);

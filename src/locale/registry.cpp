@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "codeset/validate.h"
 #include "frame/state.h"
 #include "locale/builtin.h"
 
@@ -376,6 +377,12 @@ PartRecord *LoadLocked(Registry *r, PartRecord *rec, int32_t *errOut) {
         (err = ConvertLoadedCodeset(rec, &t0)) != LX_OK)
         goto fail;
     if (!t0 || rec->size[0] < MinTable0Size(rec->kind, t0, rec->size[0])) { err = LX_ERR_IO; goto fail; }
+    // Codeset lookups run per character without range checks; this proves
+    // once that none of them can leave its table.
+    if (rec->kind == kCodeset &&
+        (err = ValidateCodeset(t0, rec->size[0], rec->table[1], rec->size[1], rec->table[2], rec->size[2],
+                               rec->table[3], rec->size[3])) != LX_OK)
+        goto fail;
 
     rec->flags = uint8_t(rec->flags & ~(kPartBuiltin | 0x08 | 0x10));
     platform::FileUnmap(header, kHeaderSize);

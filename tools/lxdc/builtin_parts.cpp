@@ -14,16 +14,16 @@ Bytes Copy(const lorvex::builtin::Table &t) { return Bytes(t.data, t.data + t.si
 
 void AddBuiltinParts(PartList &parts) {
     using namespace lorvex;
-    parts.push_back({layout::kLanguage, 1, "English", {Copy(builtin::kLanguage)}, 0, "built-in"});
+    parts.push_back({layout::kLanguage, 1, "English", {Copy(builtin::kLanguage)}, 0, kBuiltinOrigin});
     parts.push_back(
-        {layout::kTerritory, 1, "UnitedStates", {Copy(builtin::kTerritory)}, 0, "built-in"});
+        {layout::kTerritory, 1, "UnitedStates", {Copy(builtin::kTerritory)}, 0, kBuiltinOrigin});
     // Table 1 (the decode tree) is absent: every US-ASCII character is one byte.
     parts.push_back({layout::kCodeset,
                      1,
                      "US-ASCII",
                      {Copy(builtin::kCodeset), Bytes{}, Copy(builtin::kCodesetTable2)},
                      0,
-                     "built-in"});
+                     kBuiltinOrigin});
 }
 
 }  // namespace lxdc

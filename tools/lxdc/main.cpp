@@ -1,6 +1,6 @@
 // lxdc - the locale data compiler.
 //
-//   lxdc --builtin -o DIR
+//   lxdc [--builtin] [--data DATA] -o DIR
 //
 // Collects the parts to compile into one list, checks the list as a whole,
 // then writes one file per part and the control file that lists them all.
@@ -14,19 +14,22 @@
 namespace {
 
 const char kUsage[] =
-    "usage: lxdc --builtin -o DIR\n"
+    "usage: lxdc [--builtin] [--data DATA] -o DIR\n"
     "\n"
     "Compiles locale parts into the locale directory DIR: one file per part\n"
     "and control.nls listing them.\n"
     "\n"
     "  --builtin     include the library's built-in locale\n"
     "                (English, UnitedStates, US-ASCII)\n"
+    "  --data DATA   compile the sources under DATA: every DATA/codeset/*.txt;\n"
+    "                a source replaces a built-in part of the same number\n"
     "  -o DIR        the locale directory to write (created when missing)\n"
     "  -h, --help    show this text\n"
     "  --version     show the version\n";
 
 struct Options {
     bool builtin = false;
+    std::string dataDir;
     std::string outDir;
 };
 
@@ -42,6 +45,11 @@ int ParseArguments(int argc, char **argv, Options &opt) {
             return 0;
         } else if (a == "--builtin") {
             opt.builtin = true;
+        } else if (a == "--data") {
+            if (i + 1 >= argc) throw lxdc::Error(a + " needs a directory");
+            opt.dataDir = argv[++i];
+        } else if (a.rfind("--data=", 0) == 0) {
+            opt.dataDir = a.substr(7);
         } else if (a == "-o" || a == "--output") {
             if (i + 1 >= argc) throw lxdc::Error(a + " needs a directory");
             opt.outDir = argv[++i];
@@ -54,7 +62,7 @@ int ParseArguments(int argc, char **argv, Options &opt) {
         }
     }
     if (opt.outDir.empty()) throw lxdc::Error("no output directory given: use -o DIR");
-    if (!opt.builtin) throw lxdc::Error("nothing to compile: give --builtin");
+    if (!opt.builtin && opt.dataDir.empty()) throw lxdc::Error("nothing to compile: give --builtin or --data");
     return -1;
 }
 
@@ -67,6 +75,7 @@ int main(int argc, char **argv) {
 
         lxdc::PartList parts;
         if (opt.builtin) lxdc::AddBuiltinParts(parts);
+        if (!opt.dataDir.empty()) lxdc::AddDataParts(parts, opt.dataDir);
 
         lxdc::CheckParts(parts);
         lxdc::WriteDirectory(opt.outDir, parts);

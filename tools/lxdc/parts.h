@@ -26,6 +26,9 @@ struct Part {
 
 using PartList = std::vector<Part>;
 
+// The origin of the parts AddBuiltinParts appends.
+inline constexpr char kBuiltinOrigin[] = "built-in";
+
 // A problem in the input or the output; the message is printed as it is.
 struct Error : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -37,6 +40,12 @@ std::string Describe(const Part &p);
 // Appends the library's built-in locale: language 1 English, territory 1
 // UnitedStates and codeset 1 US-ASCII, from the tables compiled into it.
 void AddBuiltinParts(PartList &parts);
+
+// Compiles the text sources under the data directory dir (every
+// dir/codeset/*.txt, in name order; data_parts.cpp lists the kinds) and
+// appends their parts.  A compiled part replaces a built-in part of the same
+// kind and number.
+void AddDataParts(PartList &parts, const std::string &dir);
 
 // Checks the list as a whole: names, numbers, table sizes and the defaults
 // each language names.  Throws Error listing every problem found.
