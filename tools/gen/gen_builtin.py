@@ -318,8 +318,17 @@ def render():
 
 
 def main(argv):
-    path = argv[1] if len(argv) > 1 else DEFAULT_OUT
+    # --check: exit 1 when the committed file is not what this script writes.
+    check = "--check" in argv[1:]
+    args = [a for a in argv[1:] if a != "--check"]
+    path = args[0] if args else DEFAULT_OUT
     text = render()
+    if check:
+        with open(path, encoding="utf-8") as f:
+            if f.read() != text:
+                print(f"{path} differs from what {argv[0]} writes", file=sys.stderr)
+                return 1
+        return 0
     with open(path, "w", encoding="utf-8", newline="\n") as f:
         f.write(text)
     return 0

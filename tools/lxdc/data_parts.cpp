@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "codeset_compiler.h"
+#include "locale_compiler.h"
 #include "parts.h"
 
 namespace lxdc {
@@ -42,6 +43,8 @@ struct SourceKind {
     Part (*compile)(const std::string &text, const std::string &fileName);
 };
 constexpr SourceKind kSourceKinds[] = {
+    {"language", CompileLanguage},
+    {"territory", CompileTerritory},
     {"codeset", CompileCodeset},
 };
 
