@@ -309,6 +309,234 @@ LX_API int32_t LXReleaseLocale(LXLocale *handle, uint32_t unused);
  * loaded.  Returns 0. */
 LX_API int32_t LXEnumLocales(LXEnumFn callback, uintptr_t user);
 
+/* ------------------------------------------------------------------------
+ * Character navigation
+ *
+ * Plain forms walk by the codeset's byte-length table (a character's length
+ * is found from its first byte; trail bytes are never checked).  Ex forms
+ * of a stateful codeset walk by shift state instead: state 0 after a
+ * shift-in byte, one byte per character; state 1 after a shift-out byte,
+ * the codeset's max bytes per character.  Any non-zero state counts as 1.
+ * In a codeset that is not stateful an Ex form is its plain form: states
+ * are ignored and no state is written back.  Shift bytes are never part of
+ * an LXWchar.
+ *
+ * With LX_LEN_CHARS a length counts characters and is turned into bytes by
+ * walking from the text; that walk does not stop at a NUL.  When there is
+ * no locale (a null handle and no default) a function returns -1, null or 0
+ * and touches nothing.
+ * ------------------------------------------------------------------------ */
+
+/* Bytes in the character at str, from the byte-length table. */
+LX_API int32_t LXByteLength(LXLocale *handle, const unsigned char *str);
+
+/* Bytes in the character at str: 1 at a shift-in byte, max bytes at a
+ * shift-out byte (the shift byte itself not counted), else the length of
+ * state's characters. */
+LX_API int32_t LXByteLengthEx(LXLocale *handle, const unsigned char *str, LXState state);
+
+/* Bytes needed by the highest non-zero byte of wc: 1 to 4 (LXByteLengthW(0)
+ * is 1).  LXPutChar may write fewer: it drops zero bytes inside wc. */
+LX_API int32_t LXByteLengthW(LXLocale *handle, LXWchar wc);
+
+/* The character at str packed as an LXWchar; 0 for a byte whose table entry
+ * is 0. */
+LX_API LXWchar LXGetChar(LXLocale *handle, const unsigned char *str);
+
+/* The character at str in state, a leading shift byte skipped and obeyed.
+ * The new state is not returned. */
+LX_API LXWchar LXGetCharEx(LXLocale *handle, const unsigned char *str, LXState state);
+
+/* Writes the bytes of wc at buf (room for 4) and returns how many, 1 to 4.
+ * Every zero byte but the last is dropped: 0x01000041 writes 0x01 0x41. */
+LX_API int32_t LXPutChar(LXLocale *handle, unsigned char *buf, LXWchar wc);
+
+/* As LXPutChar, but when wc needs the other state a shift byte is written
+ * first (room for 5 bytes).  Returns the character's bytes, not counting the
+ * shift byte. */
+LX_API int32_t LXPutCharEx(LXLocale *handle, unsigned char *buf, LXState state, LXWchar wc);
+
+/* The character after the one at str. */
+LX_API unsigned char *LXNextChar(LXLocale *handle, const unsigned char *str);
+
+/* Past the character at str and the shift bytes just before and after it;
+ * the state there goes to *newstate.  Reads the byte after the character. */
+LX_API unsigned char *LXNextCharEx(LXLocale *handle, const unsigned char *str, LXState state,
+                                   LXState *newstate);
+
+/* The start of the character before cur, found by walking forward from
+ * start (keep start on a character boundary).  In a single-byte codeset it is
+ * cur - 1, even when cur is start. */
+LX_API unsigned char *LXPrevChar(LXLocale *handle, const unsigned char *start, const unsigned char *cur);
+
+/* The character before cur, found by looking back from cur, where state is
+ * in force; the state at the result goes to *newstate.  A shift byte at start
+ * is returned as it is; a wrong state can step back past start. */
+LX_API unsigned char *LXPrevCharEx(LXLocale *handle, const unsigned char *start, const unsigned char *cur,
+                                   LXState state, LXState *newstate, uint32_t unused);
+
+/* Whole characters in the first len bytes (len < 0: up to the NUL, which is
+ * not counted); a character cut off by len does not count. */
+LX_API int32_t LXNumChars(LXLocale *handle, const unsigned char *str, int32_t len);
+
+/* As LXNumChars, starting in state; shift bytes do not count. */
+LX_API int32_t LXNumCharsEx(LXLocale *handle, const unsigned char *str, LXState state, int32_t len,
+                            uint32_t unused);
+
+/* The character boundary at or before str + len bytes (len characters with
+ * LX_LEN_CHARS).  In a single-byte codeset it is str + len, also for a
+ * negative len. */
+LX_API unsigned char *LXMoveStringPointer(LXLocale *handle, const unsigned char *str, int32_t len,
+                                          uint32_t flags);
+
+/* As LXMoveStringPointer, starting in state; the state at the result goes to
+ * *newstate (not written for a zero len). */
+LX_API unsigned char *LXMoveStringPointerEx(LXLocale *handle, const unsigned char *str, LXState state,
+                                            int32_t len, LXState *newstate, uint32_t flags);
+
+/* Cuts str in place at a character boundary so that it and its NUL fit in
+ * size bytes (characters with LX_LEN_CHARS); returns what is kept, NUL
+ * included.  Writes a NUL at str[0] when size < 1. */
+LX_API int32_t LXTruncateString(LXLocale *handle, unsigned char *str, int32_t size, uint32_t flags);
+
+/* As LXTruncateString, starting in state, and ending the text in state 0: a
+ * shift-in goes before the NUL, or a bare shift-out is removed.  In state 1
+ * with size < 2 the shift-in and NUL are written at str although they do
+ * not fit. */
+LX_API int32_t LXTruncateStringEx(LXLocale *handle, unsigned char *str, LXState state, int32_t size,
+                                  uint32_t flags);
+
+/* Writes a shift-in byte at buf if state is 1 in a stateful codeset, then a
+ * NUL if flags is LX_TERMINATE; returns the bytes written (0 to 2).  Flags
+ * other than 0 and LX_TERMINATE: -1, error 2. */
+LX_API int32_t LXTerminateStringEx(LXLocale *handle, unsigned char *buf, LXState state, uint32_t flags);
+
+/* Packs the whole characters of the first len bytes of str (len characters
+ * when flags is exactly LX_LEN_CHARS) into at most wmax LXWchars; returns how
+ * many were stored.  len < 0 converts the NUL too and stores it as 0. */
+LX_API int32_t LXMbToWide(LXLocale *handle, LXWchar *wbuf, int32_t wmax, const unsigned char *str,
+                          int32_t len, uint32_t flags);
+
+/* As LXMbToWide, starting in state; shift bytes are obeyed, not stored.  The
+ * final state is not returned. */
+LX_API int32_t LXMbToWideEx(LXLocale *handle, LXWchar *wbuf, int32_t wmax, const unsigned char *str,
+                            LXState state, int32_t len, uint32_t flags);
+
+/* Writes wlen LXWchars (wlen < 0: up to and with the 0 value, written as a
+ * NUL) as bytes into buf.  Returns the bytes written, stopping before a
+ * character that would pass size.  With LX_LEN_CHARS size counts characters
+ * and up to size + 1 characters are written; the result is capped at size.
+ * Flags other than 0 and LX_LEN_CHARS: -1, error 2, nothing written. */
+LX_API int32_t LXWideToMb(LXLocale *handle, unsigned char *buf, int32_t size, const LXWchar *wstr,
+                          int32_t wlen, uint32_t flags);
+
+/* As LXWideToMb, the output starting in state at buf: a shift byte goes
+ * before each character that needs the other state, and counts against size
+ * in byte mode.  No closing shift-in is written (see LXTerminateStringEx). */
+LX_API int32_t LXWideToMbEx(LXLocale *handle, unsigned char *buf, LXState state, int32_t size,
+                            const LXWchar *wstr, int32_t wlen, uint32_t flags);
+
+/* ------------------------------------------------------------------------
+ * Conversion
+ *
+ * Between two locales' codesets, and between a codeset and Unicode, always
+ * through one 16-bit Unicode value per character.  Conversion never fails on
+ * a character: one the source's tables do not know becomes U+FFFD, and a
+ * value the target cannot represent becomes its substitution byte.  UTF-8
+ * (codeset number 106) is converted arithmetically; a UTF-8 character whose
+ * first byte is F0 or above lies beyond 16 bits and becomes U+FFFD.
+ *
+ * Where two handles are taken, the target comes first.  The functions that
+ * produce Unicode take the output buffer first and the handle third.
+ *
+ * flags of the string converters: 0, LX_LEN_CHARS (len, size and the result
+ * count characters), LX_TERMINATE (the last unit of the output is kept for a
+ * terminating 0, which is always written), or both; anything else is error 2
+ * in the (target) handle.  A negative length means up to the source's
+ * terminator, and the 0 is then written too when everything was converted
+ * and there is room.  A character cut off by the length ends the conversion.
+ * With LX_LEN_CHARS a positive multibyte len is turned into bytes by walking
+ * the source, and that walk does not stop at a NUL.  When there is no locale
+ * (a null handle and no default) a function returns its failure value and
+ * touches nothing.
+ * ------------------------------------------------------------------------ */
+
+/* A conversion object from source's codeset to target's, for LXConvertBuffer;
+ * null with error 20 in target when it cannot be allocated.  It keeps both
+ * locales (null: the default at this call) without a reference: they must
+ * outlive it. */
+LX_API LXConversion *LXOpenConversion(LXLocale *target, LXLocale *source);
+
+/* Converts *inLeft bytes at *in into the *outLeft bytes at *out and advances
+ * all four.  Returns 0 when the input is used up, 52 when the output is full
+ * (bytes that did not fit wait in the object and go first next call), 53
+ * when the input ends inside a character (its bytes wait in the object).
+ * Input is never handed back.  No closing shift-in is written: end a stateful
+ * output with LXTerminateStringEx.  Null arguments: 2. */
+LX_API int32_t LXConvertBuffer(LXConversion *conv, unsigned char **out, int32_t *outLeft,
+                               const unsigned char **in, int32_t *inLeft);
+
+/* Frees a conversion object (null is ignored).  Returns 0, or 21 when the
+ * free function reports failure. */
+LX_API int32_t LXCloseConversion(LXConversion *conv);
+
+/* The most target bytes one source character can need: 1 for codesets of the
+ * same number, else the target's max bytes, plus 1 for a stateful target's
+ * shift byte.  0 when there is no locale. */
+LX_API int32_t LXConversionRatio(LXLocale *target, LXLocale *source);
+
+/* Converts len bytes of str (source's codeset) into buf (size bytes, target's
+ * codeset); shift bytes are neither obeyed nor written.  Returns the bytes
+ * (with LX_LEN_CHARS characters) written, the 0 included; stops before a
+ * character that does not fit.  Error 2: -1, or 0 with LX_LEN_CHARS. */
+LX_API int32_t LXConvertString(LXLocale *target, unsigned char *buf, int32_t size, LXLocale *source,
+                               const unsigned char *str, int32_t len, uint32_t flags);
+
+/* As LXConvertString, for stateful codesets: the source's shift bytes are
+ * obeyed from sourceState, and the output, starting in targetState, gets a
+ * shift byte wherever a character needs the other state.  A written 0 ends
+ * the text in state 0: a shift-in goes before it, taking the last character
+ * back when both do not fit, and a shift-out left bare is removed. */
+LX_API int32_t LXConvertStringEx(LXLocale *target, unsigned char *buf, LXState targetState, int32_t size,
+                                 LXLocale *source, const unsigned char *str, LXState sourceState,
+                                 int32_t len, uint32_t flags);
+
+/* Converts wlen LXWchars (source's codeset) into at most wmax LXWchars
+ * (target's).  Returns how many were written, the 0 included; -1 on error 2. */
+LX_API int32_t LXConvertStringW(LXLocale *target, LXWchar *wbuf, int32_t wmax, LXLocale *source,
+                                const LXWchar *wstr, int32_t wlen, uint32_t flags);
+
+/* Converts len bytes of str into at most umax LXUchars, one per character.
+ * Returns how many were written, the 0 included; -1 on error 2. */
+LX_API int32_t LXStringToUnicode(LXUchar *ubuf, int32_t umax, LXLocale *handle, const unsigned char *str,
+                                 int32_t len, uint32_t flags);
+
+/* As LXStringToUnicode, the shift bytes of a stateful codeset obeyed from
+ * state and not converted. */
+LX_API int32_t LXStringToUnicodeEx(LXUchar *ubuf, int32_t umax, LXLocale *handle,
+                                   const unsigned char *str, LXState state, int32_t len, uint32_t flags);
+
+/* As LXStringToUnicode, from wlen LXWchars. */
+LX_API int32_t LXStringToUnicodeW(LXUchar *ubuf, int32_t umax, LXLocale *handle, const LXWchar *wstr,
+                                  int32_t wlen, uint32_t flags);
+
+/* Converts ulen LXUchars into buf (size bytes; characters with LX_LEN_CHARS).
+ * Returns the bytes (characters) written, the 0 included.  Error 2: -1, or 0
+ * with LX_LEN_CHARS. */
+LX_API int32_t LXUnicodeToString(LXLocale *handle, unsigned char *buf, int32_t size, const LXUchar *ustr,
+                                 int32_t ulen, uint32_t flags);
+
+/* As LXUnicodeToString, the output starting in state with shift bytes
+ * inserted, and closed in state 0 by a written 0 as LXConvertStringEx
+ * closes it. */
+LX_API int32_t LXUnicodeToStringEx(LXLocale *handle, unsigned char *buf, LXState state, int32_t size,
+                                   const LXUchar *ustr, int32_t ulen, uint32_t flags);
+
+/* Converts ulen LXUchars into at most wmax LXWchars.  Returns how many were
+ * written, the 0 included; -1 on error 2. */
+LX_API int32_t LXUnicodeToStringW(LXLocale *handle, LXWchar *wbuf, int32_t wmax, const LXUchar *ustr,
+                                  int32_t ulen, uint32_t flags);
+
 #ifdef __cplusplus
 }
 #endif
