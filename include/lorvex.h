@@ -537,6 +537,139 @@ LX_API int32_t LXUnicodeToStringEx(LXLocale *handle, unsigned char *buf, LXState
 LX_API int32_t LXUnicodeToStringW(LXLocale *handle, LXWchar *wbuf, int32_t wmax, const LXUchar *ustr,
                                   int32_t ulen, uint32_t flags);
 
+/* ------------------------------------------------------------------------
+ * Information items
+ *
+ * Every locale object carries the items numbered LXI_*: part names and
+ * numbers, the language's day, month and AM/PM names, the territory's
+ * separators, currency conventions and formats, and facts about the
+ * codeset.  Each item has a file value (from the locale parts) and a current
+ * value, which differs only after an override in this one object; with
+ * LX_FILE_VALUE a getter reads the file value.  Overrides survive a change
+ * of territory or codeset and last until the object is released.  A failed
+ * set changes nothing.  When there is no locale (a null handle and no
+ * default) a function returns its failure value and touches nothing.
+ *
+ * Text getters copy whole characters, cut silently where the room ends, and
+ * always write a terminator.  In a stateful codeset the text gets a shift
+ * byte before each change of character width and is closed in state 0
+ * before its terminator; the plain forms start in state 0.  The separators
+ * (59-61, 66, 67) are read as one character: a larger size is taken as 2.
+ * ------------------------------------------------------------------------ */
+
+/* The value of a number item, or -1: error 2 for flags other than 0 and
+ * LX_FILE_VALUE, 35 for a text or unknown item. */
+LX_API int32_t LXGetLocaleNumInfo(LXLocale *handle, int32_t item, uint32_t flags);
+
+/* Copies the item's text into buffer in the locale's codeset; returns the
+ * bytes written with the terminator (characters with LX_LEN_CHARS, when size
+ * counts characters too), 0 for a size of 0, or -1: error 2 for flags beyond
+ * LX_FILE_VALUE | LX_LEN_CHARS, 35 for an item without text. */
+LX_API int32_t LXGetLocaleTextInfo(LXLocale *handle, int32_t item, unsigned char *buffer, int32_t size,
+                                   uint32_t flags);
+
+/* As LXGetLocaleTextInfo, the output starting in the caller's shift state. */
+LX_API int32_t LXGetLocaleTextInfoEx(LXLocale *handle, int32_t item, unsigned char *buffer, int32_t size,
+                                     LXState state, uint32_t flags);
+
+/* As LXGetLocaleTextInfo in UCS-2: size and result count units
+ * (LX_LEN_CHARS is accepted and changes nothing). */
+LX_API int32_t LXGetLocaleTextInfoU(LXLocale *handle, int32_t item, LXUchar *buffer, int32_t size,
+                                    uint32_t flags);
+
+/* As LXGetLocaleTextInfo with one LXWchar per character: size and result
+ * count LXWchars (LX_LEN_CHARS is accepted and changes nothing). */
+LX_API int32_t LXGetLocaleTextInfoW(LXLocale *handle, int32_t item, LXWchar *buffer, int32_t size,
+                                    uint32_t flags);
+
+/* The stored text of item 2..81 itself (current non-zero: the current value,
+ * else the file value), its form written to *form: 1 UCS-2, 2 text in the
+ * locale's codeset, 3 8-bit text in codeset 1.  A separator is one character
+ * with no terminator after it.  Null with error 35 for an item without text,
+ * and for items 13 and 14 when the default part is not registered. */
+LX_API const void *LXLocaleGetTextItem(LXLocale *handle, int32_t item, int32_t current, int32_t *form);
+
+/* As LXLocaleGetTextItem, but the current values of overridable items come
+ * from their UCS-2 copies (form 1). */
+LX_API const void *LXLocaleGetTextItemU(LXLocale *handle, int32_t item, int32_t current, int32_t *form);
+
+/* Sets a number item, or selects a part by number (items 1, 5, 9, 11; sort
+ * number 0 removes the sort part).  Returns 1, or 0: error 37 for a value
+ * out of range or a part that is not registered, 20 when out of memory, 35
+ * for any other item. */
+LX_API int32_t LXSetLocaleNumInfo(LXLocale *handle, int32_t item, int32_t value);
+
+/* Sets a text item from length bytes of text (-1: up to its NUL; characters
+ * with LX_LEN_CHARS), or selects a part by name (items 2, 6, 10, 12).
+ * Returns 1 (also for an empty text, which changes nothing), or 0: error 2
+ * for flags other than 0 and LX_LEN_CHARS, 35 for an item that cannot be
+ * set, 37 for a rejected separator or an unknown part, 20 when out of
+ * memory. */
+LX_API int32_t LXSetLocaleTextInfo(LXLocale *handle, int32_t item, const unsigned char *text, int32_t length,
+                                   uint32_t flags);
+
+/* As LXSetLocaleTextInfo, the text starting in the caller's shift state. */
+LX_API int32_t LXSetLocaleTextInfoEx(LXLocale *handle, int32_t item, const unsigned char *text,
+                                     int32_t length, LXState state, uint32_t flags);
+
+/* As LXSetLocaleTextInfo from length UCS-2 units (-1: up to a 0 unit),
+ * converted into the locale's codeset. */
+LX_API int32_t LXSetLocaleTextInfoU(LXLocale *handle, int32_t item, const LXUchar *text, int32_t length,
+                                    uint32_t flags);
+
+/* As LXSetLocaleTextInfo from length LXWchars (-1: up to a 0 value). */
+LX_API int32_t LXSetLocaleTextInfoW(LXLocale *handle, int32_t item, const LXWchar *text, int32_t length,
+                                    uint32_t flags);
+
+/* ------------------------------------------------------------------------
+ * Locale objects
+ *
+ * A locale is named Language[_Territory][.Codeset][@Sort], at most 131
+ * bytes; each component is a part name, compared without regard to ASCII
+ * case.  An absent or empty language is "English"; an absent or empty
+ * territory, codeset or sort is the language's default.  The sort "BINARY"
+ * (any case) is binary collation.  A longer name is rejected with 37 and
+ * never read past its 132nd character.
+ *
+ * flags: 0, LX_USER_DEFAULT (the name argument is ignored: LX_LANG names the
+ * locale, cut to 131 bytes; unset, the empty name), LX_FALLBACK (a named
+ * part that does not exist is replaced by its default: the language by
+ * English); other bits are error 2.  Not found: 31 language, 34 territory,
+ * 30 codeset, 33 sort; 20 out of memory; 11 when a part cannot be loaded or
+ * the library is not started.  err may be null.
+ * ------------------------------------------------------------------------ */
+
+/* A new locale object, owned by the caller (free it with LXReleaseLocale),
+ * or null with *err set.  A null name is the empty name. */
+LX_API LXLocale *LXGetLocale(const char *name, uint32_t flags, int32_t *err);
+
+/* As LXGetLocale from a UCS-2 name, converted into codeset 1 (in which part
+ * names are written) first. */
+LX_API LXLocale *LXGetLocaleU(const LXUchar *name, uint32_t flags, int32_t *err);
+
+/* As LXGetLocale from a wide name: "_", "." and "@" separate only as those
+ * exact values, and each component is matched by the low byte of each of
+ * its characters. */
+LX_API LXLocale *LXGetLocaleW(const LXWchar *name, uint32_t flags, int32_t *err);
+
+/* Makes a new locale the default that null handles stand for, releasing the
+ * previous default.  Returns 0, or LXGetLocale's code with the default left
+ * as it was.  Takes no lock: call it while no other thread uses the default. */
+LX_API int32_t LXSetLocale(const char *name, uint32_t flags);
+
+/* As LXSetLocale with LXGetLocaleU. */
+LX_API int32_t LXSetLocaleU(const LXUchar *name, uint32_t flags);
+
+/* As LXSetLocale with LXGetLocaleW. */
+LX_API int32_t LXSetLocaleW(const LXWchar *name, uint32_t flags);
+
+/* As LXEnumLocales, each name given as UCS-2 through codeset 1's table
+ * (which is loaded for this). */
+LX_API int32_t LXEnumLocalesU(LXEnumFnU callback, uintptr_t user);
+
+/* As LXEnumLocales, each name byte given as one LXWchar of its value. */
+LX_API int32_t LXEnumLocalesW(LXEnumFnW callback, uintptr_t user);
+
 #ifdef __cplusplus
 }
 #endif

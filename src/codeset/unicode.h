@@ -22,9 +22,28 @@ inline constexpr uint16_t kReplacement = 0xFFFD;
 inline constexpr unsigned kMaxEncoded = 5;
 
 // The decode tree of table 1, for the multibyte characters of a codeset that
-// is not UTF-8: n bytes (n >= 2) walked from node 0.  Out of line: only
-// double-byte and stateful codesets come here.
-uint16_t DecodeTree(const Codeset &cs, const uint8_t *s, unsigned n);
+// is not UTF-8: n bytes (n >= 2) walked from node 0.  At an inner node the
+// byte picks the next node; at a leaf it picks the value.  A byte outside the
+// node's low..high range means the sequence is not a character: U+FFFD.
+inline uint16_t DecodeTree(const Codeset &cs, const uint8_t *s, unsigned n) {
+    using layout::rd16;
+    // A multibyte codeset always has its table 1; a single-byte one has none,
+    // and a packed value above 0xFF handed to it is simply not a character.
+    const uint8_t *tree = cs.tree;
+    if (!tree) return kReplacement;
+    const uint8_t *node = tree;
+    for (unsigned i = 0; i < n; ++i) {
+        const uint8_t b = s[i];
+        if (b < node[2] || b > node[3]) return kReplacement;
+        const unsigned index = rd16(node + 4) + (b & node[1]);
+        if (node[0]) return rd16(tree + rd16(cs.desc + layout::cs::kDecodeValues) + 2 * index);
+        node = tree + layout::cs::kDecodeNodeSize * index;
+    }
+    // The tree asks for more bytes than the character has: the byte-length
+    // entry and the tree disagree, and the bytes are not a character the
+    // codeset decodes.  Stopping here keeps the walk inside the caller's text.
+    return kReplacement;
+}
 
 // UTF-8 characters of two or three bytes, decoded arithmetically without
 // looking at the trail bytes.  A lead byte of F0 or above would start a

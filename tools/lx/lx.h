@@ -65,3 +65,7 @@ private:
 // Subcommands: argv[0] is the subcommand's name; argv0 is lx's own.
 int lx_cmd_parts(int argc, char **argv, const char *argv0);
 extern const char kPartsUsage[];
+int lx_cmd_locale(int argc, char **argv, const char *argv0);
+extern const char kLocaleUsage[];
+int lx_cmd_conv(int argc, char **argv, const char *argv0);
+extern const char kConvUsage[];

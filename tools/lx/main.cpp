@@ -17,6 +17,8 @@ struct Command {
 
 const Command kCommands[] = {
     {"parts", "list the parts of the locale directory", kPartsUsage, lx_cmd_parts},
+    {"locale", "show the information items of a locale", kLocaleUsage, lx_cmd_locale},
+    {"conv", "convert files between codesets, as iconv", kConvUsage, lx_cmd_conv},
 };
 
 void PrintHelp(FILE *out) {
