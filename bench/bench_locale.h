@@ -6,9 +6,6 @@
 #include <map>
 #include <string>
 
-#include "frame/state.h"
-#include "locale/locale_object.h"
-#include "locale/registry.h"
 #include "lorvex.h"
 
 namespace bench {
@@ -28,20 +25,14 @@ public:
         if (!started_) return nullptr;
         auto it = locales_.find(codeset);
         if (it != locales_.end()) return it->second;
-        using namespace lorvex;
-        Registry *r = Library_().registry;
+        const std::string name = std::string("English_UnitedStates.") + codeset;
         int32_t err = 0;
-        PartRecord *la = LXFindPartByNumber(r, 0, 1, kLoad, &err);
-        PartRecord *te = LXFindPartByNumber(r, 1, 1, kLoad, &err);
-        PartRecord *cs = LXFindPartByName(r, 2, codeset, int32_t(std::strlen(codeset)), kLoad, &err);
-        if (!la || !te || !cs || err != LX_OK) return nullptr;
-        LXLocale *loc = NewLocale(la, te, cs, nullptr, &err);
+        LXLocale *loc = LXGetLocale(name.c_str(), 0, &err);
         if (loc) locales_[codeset] = loc;
         return loc;
     }
 
 private:
-    static lorvex::LibraryState &Library_() { return lorvex::Library(); }
     bool started_ = false;
     std::map<std::string, LXLocale *> locales_;
 };
