@@ -496,7 +496,8 @@ LX_API int32_t LXConvertString(LXLocale *target, unsigned char *buf, int32_t siz
  * obeyed from sourceState, and the output, starting in targetState, gets a
  * shift byte wherever a character needs the other state.  A written 0 ends
  * the text in state 0: a shift-in goes before it, taking the last character
- * back when both do not fit, and a shift-out left bare is removed. */
+ * back when both do not fit (its bytes may stay in buf after the 0), and a
+ * shift-out left bare is removed. */
 LX_API int32_t LXConvertStringEx(LXLocale *target, unsigned char *buf, LXState targetState, int32_t size,
                                  LXLocale *source, const unsigned char *str, LXState sourceState,
                                  int32_t len, uint32_t flags);

@@ -187,8 +187,8 @@ int32_t GetText(LXLocale *handle, int32_t item, const void *buffer, int32_t size
         return GetFail(loc, LX_ERR_UNKNOWN_ITEM);
     }
     // The five separators are kept side by side with no terminator between
-    // them; a room of one character and the terminator is what ends the copy
-    // after one of them.
+    // them: the room is lowered to one character and the terminator, so that
+    // the copy ends after the one asked for.
     if (IsSeparatorItem(item) && size > 2) size = 2;
     auto sink = make(loc, size, (flags & LX_LEN_CHARS) != 0);
     return Deliver(loc, t, sink);
@@ -322,8 +322,9 @@ bool Overlaps(const void *a, size_t an, const void *b, size_t bn) {
 // Replaces an overridable string.  The text is kept as codeset text that
 // starts and ends in state 0, with a UCS-2 copy beside it; it ends at a NUL,
 // and the walk that copies it takes whole characters only, which cuts a
-// character that the length splits.  A held block that is long enough is reused; new blocks are all taken
-// before anything changes, so that running out of memory changes nothing.
+// character that the length splits.  A held block that is long enough is
+// reused; new blocks are all taken before anything changes, so that running
+// out of memory changes nothing.
 int32_t SetString(LXLocale *loc, const Overridable &o, const uint8_t *text, int32_t length, LXState state) {
     const Codeset cs = CodesetOf(loc);
     MbSink countBytes(cs, 0, nullptr, kUnbounded, false);

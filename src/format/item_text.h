@@ -170,17 +170,17 @@ void PumpUnits(const uint8_t *le, const LXUchar *native, int32_t limit, Sink &si
 }
 
 // Codeset text of len bytes starting in state: whole characters only, the
-// walk ending at a NUL character or at one cut off by len.  Returns the
-// offset reached.
+// walk ending at a NUL character or at one cut off by len.
 template <class Sink>
-int32_t PumpCodeset(const Codeset &cs, LXState state, const uint8_t *s, int32_t len, Sink &sink) {
+void PumpCodeset(const Codeset &cs, LXState state, const uint8_t *s, int32_t len, Sink &sink) {
     auto take = [&sink](const uint8_t *c, unsigned n) { return c[0] != 0 && sink.put(BytesCh(c, n)); };
     if (cs.stateful()) {
         ShiftWalk<ShiftMatch::kUnsigned> w(cs, state);
-        return WalkWithin(w, s, len, take);
+        WalkWithin(w, s, len, take);
+    } else {
+        TableWalk w(cs, 0);
+        WalkWithin(w, s, len, take);
     }
-    TableWalk w(cs, 0);
-    return WalkWithin(w, s, len, take);
 }
 
 // 8-bit text in the portable codeset, up to its NUL or len bytes, each byte a
