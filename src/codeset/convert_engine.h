@@ -10,9 +10,9 @@
 //
 // The byte map is the fast path of the common conversions (single-byte to
 // single-byte, single-byte to and from UTF-8): the target bytes of every
-// one-byte source character, worked out once, so that a run of such
-// characters costs one table lookup per byte and a run of ASCII that both
-// codesets share is copied eight bytes at a time.
+// one-byte source character, worked out once, and a loop over it that takes
+// text eight bytes at a time where it can.  Conversion objects keep one;
+// LXConvertString builds one on its stack for long texts.
 #pragma once
 
 #include <bit>
@@ -56,8 +56,7 @@ struct ByteMap {
 void BuildByteMap(ByteMap &m, const Codeset &src, const Codeset &tgt, bool shiftedSource,
                   bool shiftedTarget);
 
-// Writes the first k (1-4) of a map entry's bytes, exactly: the converters
-// never write past the output they report.
+// Writes exactly the first k (1-4) of a map entry's bytes and advances d.
 inline void PutBytes(uint8_t *&d, const uint8_t *e, unsigned k) {
     d[0] = e[0];
     if (k > 1) {
@@ -70,19 +69,22 @@ inline void PutBytes(uint8_t *&d, const uint8_t *e, unsigned k) {
     d += k;
 }
 
-// Stores the first p (1-7) bytes of the eight in x at d, in memory order.  The
-// other bytes of the eight at d are read and written back unchanged, so that
-// nothing past the output changes; the caller has room for eight.
-inline void PutPrefix(uint8_t *d, uint64_t x, unsigned p) {
-    const uint64_t mask = std::endian::native == std::endian::little ? (uint64_t(1) << (8 * p)) - 1
-                                                                     : ~(~uint64_t(0) >> (8 * p));
-    uint64_t y;
-    std::memcpy(&y, d, 8);
-    y = (x & mask) | (y & ~mask);
-    std::memcpy(d, &y, 8);
+// Copies p (1-7) bytes from s to d with at most two stores, which overlap
+// rather than run past the p bytes.
+inline void CopyShort(uint8_t *d, const uint8_t *s, unsigned p) {
+    if (p >= 4) {
+        std::memcpy(d, s, 4);
+        std::memcpy(d + p - 4, s + p - 4, 4);
+    } else if (p >= 2) {
+        std::memcpy(d, s, 2);
+        std::memcpy(d + p - 2, s + p - 2, 2);
+    } else {
+        d[0] = s[0];
+    }
 }
 
-// Bytes before the first one with bit 7 set, of the eight loaded into x.
+// Bytes before the first one with bit 7 set, of eight loaded from memory as
+// one integer; high holds the eight bytes' bit 7 (at least one set).
 inline unsigned AsciiPrefix(uint64_t high) {
     return unsigned(std::endian::native == std::endian::little ? std::countr_zero(high)
                                                                : std::countl_zero(high)) >> 3;
@@ -96,7 +98,7 @@ inline unsigned AsciiPrefix(uint64_t high) {
 //
 // Text goes eight bytes at a time where it can: ASCII that both codesets
 // agree on is copied whole, and the ASCII before the first other byte is
-// copied in one store; a source of one-byte characters only goes through the
+// copied in two stores at most; a source of one-byte characters only goes through the
 // map eight characters at a time, with one four-byte store each at offsets
 // summed ahead.  No byte past the output is left changed.
 template <bool Multibyte>
@@ -141,7 +143,7 @@ inline void RunMap(ByteMap &m, const Codeset &src, const Codeset &tgt, const uin
             }
             if (m.asciiSame) {
                 if (const unsigned p = AsciiPrefix(high)) {
-                    PutPrefix(d, x, p);
+                    CopyShort(d, s, p);
                     s += p;
                     d += p;
                 }

@@ -134,8 +134,8 @@ int32_t MbToUnicode(LXUchar *ubuf, int32_t umax, LXLocale *handle, const uint8_t
 }
 
 // The converters whose source is LXWchar or UCS-2 units: one unit is one
-// character, a negative length counts the units before the 0, and no room
-// gives 0.
+// character, and a negative length counts the units before the 0.  (The
+// callers have returned 0 already when there is no room.)
 template <class Unit, class R, class W>
 int32_t UnitsTo(R r, W w, const Unit *src, int32_t len, uint32_t flags) {
     const bool terminated = len < 0;
