@@ -3,6 +3,7 @@
 // refused, directly and through the loader.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "locale/layout.h"
 #include "locale/registry.h"
 #include "lxdc/codeset_compiler.h"
+#include "support/codesets.h"
 #include "support/locale_dir.h"
 
 namespace lorvex::test {
@@ -21,84 +23,12 @@ namespace {
 using namespace layout;
 using lxdc::Part;
 
-const char kDoubleByte[] = R"(name Small
-part 900
-number 900
-max-bytes 2
-substitution 0x3F
-family ascii
-stateful no
-eol none
-map
-0x41 U+0041
-0x8140 U+3000
-0x8141 U+3001
-0x81FE U+4E01
-0x8240 U+00C0
-0x8281 U+FF01
-)";
+const std::string kUtf8 = CodesetSource("UTF-8", 106, 3, "arithmetic utf-8\nlead 0xC0-0xDF 2\nlead 0xE0-0xFF 3",
+                                        "0x41 U+0041\n");
+const std::string &kDoubleByte = kSmallDouble, &kStateful = kSmallStateful, &kWide = kSmallWide;
 
-const char kStateful[] = R"(name Shifty
-part 930
-number 930
-max-bytes 2
-substitution 0x6F
-family ebcdic
-stateful yes
-shift-out 0x0E
-shift-in 0x0F
-eol 0x15
-map
-0xC1 U+0041
-0x4040 U+3000
-0xC1C1 U+FF21
-)";
-
-const char kWide[] = R"(name Wide
-part 901
-number 901
-max-bytes 4
-substitution 0x3F
-family ascii
-stateful no
-eol none
-map
-0x41 U+0041
-0xA1A1 U+3000
-0x8FA2AF U+02D8
-0x90308130 U+0080
-)";
-
-const char kUtf8[] = R"(name UTF-8
-part 106
-number 106
-max-bytes 3
-substitution 0x3F
-family ascii
-stateful no
-eol none
-arithmetic utf-8
-lead 0xC0-0xDF 2
-lead 0xE0-0xFF 3
-map
-0x41 U+0041
-)";
-
-Part Compile(const char *text) { return lxdc::CompileCodeset(text, "test.txt"); }
-
-void Ensure(Part &p, size_t tables) {
-    if (p.tables.size() < tables) p.tables.resize(tables);
-}
-
-int32_t Validate(const Part &p) {
-    const uint8_t *t[4] = {};
-    uint32_t n[4] = {};
-    for (size_t i = 0; i < p.tables.size() && i < 4; ++i) {
-        t[i] = p.tables[i].empty() ? nullptr : p.tables[i].data();
-        n[i] = uint32_t(p.tables[i].size());
-    }
-    return ValidateCodeset(t[0], n[0], t[1], n[1], t[2], n[2], t[3], n[3]);
-}
+Part Compile(const std::string &text) { return lxdc::CompileCodeset(text, "test.txt"); }
+int32_t Validate(const Part &p) { return ValidatePart(p); }
 
 // Byte offset in table 1 of the node reached by walking bytes from node 0.
 size_t NodeAt(const Part &p, std::vector<uint8_t> bytes) {
@@ -114,13 +44,14 @@ TEST(CodesetValidate, AcceptsTheBuiltinAndCompiledCodesets) {
     EXPECT_EQ(ValidateCodeset(builtin::kCodeset.data, builtin::kCodeset.size, nullptr, 0,
                               builtin::kCodesetTable2.data, builtin::kCodesetTable2.size, nullptr, 0),
               LX_OK);
-    for (const char *source : {kDoubleByte, kStateful, kWide, kUtf8}) EXPECT_EQ(Validate(Compile(source)), LX_OK);
+    for (const std::string *source : {&kDoubleByte, &kStateful, &kWide, &kUtf8})
+        EXPECT_EQ(Validate(Compile(*source)), LX_OK);
 }
 
 TEST(CodesetValidate, RefusesTablesALookupWouldLeave) {
     struct Case {
         const char *what;
-        const char *source;
+        const std::string &source;
         std::function<void(Part &)> edit;
         int32_t expect;
     };
@@ -147,30 +78,19 @@ TEST(CodesetValidate, RefusesTablesALookupWouldLeave) {
          LX_ERR_IO},
         {"inner node base past the nodes", kDoubleByte, [](Part &p) { wr16(&p.tables[1][4], 200); }, LX_ERR_IO},
         {"root range reaching itself", kDoubleByte,
-         [](Part &p) {
-             p.tables[1][2] = 0x00;  // bytes 0x00 and 0x80 now lead back to node 0
-             p.tables[1][3] = 0xFF;
-         },
-         LX_ERR_IO},
+         [](Part &p) { p.tables[1][2] = 0x00, p.tables[1][3] = 0xFF; }, LX_ERR_IO},  // 0x00, 0x80 lead to node 0
         {"inner node where the last byte is read", kDoubleByte, [](Part &p) { p.tables[1][NodeAt(p, {0x81})] = 0; },
          LX_ERR_IO},
         {"cycle below the root", kWide,
-         [](Part &p) {
-             uint8_t *n = &p.tables[1][NodeAt(p, {0x90})];
-             n[0] = 0;  // inner, every byte back to node 0
-             n[1] = 0;
-             n[2] = 0x00;
-             n[3] = 0xFF;
-             wr16(n + 4, 0);
+         [](Part &p) {  // inner, every byte back to node 0
+             std::fill_n(&p.tables[1][NodeAt(p, {0x90})], 6, 0), p.tables[1][NodeAt(p, {0x90}) + 3] = 0xFF;
          },
          LX_ERR_IO},
         {"no decode tree", kDoubleByte, [](Part &p) { p.tables[1].clear(); }, LX_ERR_IO},
         {"leaf that accepts nothing", kDoubleByte,
-         [](Part &p) {
+         [](Part &p) {  // the base is never read
              uint8_t *n = &p.tables[1][NodeAt(p, {0x81})];
-             n[2] = 0xFF;
-             n[3] = 0x00;
-             wr16(n + 4, 0xFFFF);  // never read
+             n[2] = 0xFF, n[3] = 0x00, wr16(n + 4, 0xFFFF);
          },
          LX_OK},
         // Pages.
@@ -181,18 +101,11 @@ TEST(CodesetValidate, RefusesTablesALookupWouldLeave) {
          [](Part &p) { wr16(Page(p, 0xFF) + 4, uint16_t(rd16(Page(p, 0xFF) + 4) + 1)); }, LX_ERR_IO},
         {"range past table 2", kDoubleByte, [](Part &p) { Page(p, 0xFF)[3] = 0xFF; }, LX_ERR_IO},
         {"second offset past table 3", kWide,
-         [](Part &p) {
-             Ensure(p, 4);
-             wr16(Page(p, 0x02) + 6, 0xFFF0);
-         },
+         [](Part &p) { p.tables.resize(std::max<size_t>(p.tables.size(), 4)), wr16(Page(p, 0x02) + 6, 0xFFF0); },
          LX_ERR_IO},
         {"kind 2 page without table 3", kWide, [](Part &p) { p.tables.resize(3); }, LX_ERR_IO},
         {"page that maps nothing, offsets anywhere", kDoubleByte,
-         [](Part &p) {
-             wr16(Page(p, 0x12) + 4, 0xFFFF);
-             wr16(Page(p, 0x12) + 6, 0xFFFF);
-         },
-         LX_OK},
+         [](Part &p) { wr16(Page(p, 0x12) + 4, 0xFFFF), wr16(Page(p, 0x12) + 6, 0xFFFF); }, LX_OK},
         {"page kind 5 in UTF-8", kUtf8, [](Part &p) { Page(p, 0x00)[0] = 5; }, LX_ERR_IO},
         // Type tree, type records and the offsets of the variable data.
         {"type record past the end", kDoubleByte, [](Part &p) { wr16(TypeTree(p) + 2, 1); }, LX_ERR_IO},
@@ -279,8 +192,8 @@ TEST(CodesetValidate, AcceptedTablesKeepEveryLookupInside) {
         return (seed >> 8) % n;
     };
     unsigned accepted = 0, refused = 0;
-    for (const char *source : {kDoubleByte, kStateful}) {
-        const Part original = Compile(source);
+    for (const std::string *source : {&kDoubleByte, &kStateful}) {
+        const Part original = Compile(*source);
         for (int round = 0; round < 300; ++round) {
             Part p = original;
             for (int k = 1 + int(next(3)); k > 0; --k) {

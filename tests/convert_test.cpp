@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
@@ -21,6 +19,7 @@
 #include "locale/locale_object.h"
 #include "locale/registry.h"
 #include "lxdc/codeset_compiler.h"
+#include "support/codesets.h"
 #include "support/locale_dir.h"
 
 namespace lorvex::test {
@@ -29,22 +28,11 @@ namespace {
 using Units = std::vector<LXUchar>;
 using Wide = std::vector<LXWchar>;
 using Rng = std::mt19937;
-constexpr uint8_t kCanary = 0xA5;
 constexpr uint32_t kTerm = LX_TERMINATE, kChars = LX_LEN_CHARS;
 
-// A codeset source: its properties, ASCII (less the shift bytes), then extra
-// map lines.
 std::string Source(const char *name, int number, int maxBytes, bool stateful, const char *extra) {
-    std::string s = std::string("name ") + name + "\npart " + std::to_string(number) + "\nnumber " +
-                    std::to_string(number) + "\nmax-bytes " + std::to_string(maxBytes) +
-                    "\nsubstitution 0x3F\nfamily ascii\nstateful " +
-                    (stateful ? "yes\nshift-out 0x0E\nshift-in 0x0F" : "no") + "\neol none\nmap\n";
-    char line[32];
-    for (int b = 0; b < 0x80; ++b) {
-        std::snprintf(line, sizeof line, "0x%02X U+%04X\n", b, b);
-        if (!stateful || (b != 0x0E && b != 0x0F)) s += line;
-    }
-    return s + extra;
+    return CodesetSource(name, number, maxBytes, stateful ? "stateful yes\nshift-out 0x0E\nshift-in 0x0F" : "",
+                         AsciiMap(stateful ? std::vector<unsigned>{0x0E, 0x0F} : std::vector<unsigned>{}) + extra);
 }
 // Leads 81 (trails 40-43) and 82 (trails 40-7E); 81 43 is a decode-only
 // second spelling of U+3000; U+00A5 is written as 5C one way only.
@@ -54,14 +42,6 @@ const std::string kDoubleText = Source("TestDouble", 60001, 2, false,
 const std::string kShiftText =
     Source("TestShift", 60002, 2, true, "0x4040 U+3000\n0x4141 U+4E00\n0x4142 U+4E01\n0x4143 U+00A7\n");
 const std::string kSingleText = Source("TestSingle", 60003, 1, false, "0xA4 U+20AC\n0xE9 U+00E9\n");
-
-std::string ReadFile(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-std::string DataPath(const std::string &file) { return std::string(LORVEX_TEST_SOURCE_DIR) + "/data/codeset/" + file; }
 
 // A locale object over one codeset part, the only part conversion reads.  A
 // plain value: making one allocates nothing through the library.
@@ -95,24 +75,7 @@ LXLocale *Compiled(const std::string &text) {
 LXLocale *Double() { return Compiled(kDoubleText); }
 LXLocale *Shift() { return Compiled(kShiftText); }
 LXLocale *Single() { return Compiled(kSingleText); }
-LXLocale *Utf8() { return Compiled(ReadFile(DataPath("utf-8.txt"))); }
-
-// An output buffer of n units, filled with canaries and followed by more, so
-// that a test sees what was written past the output a call reports.
-template <class T>
-struct Out {
-    std::vector<T> v;
-    size_t n;
-    explicit Out(size_t units) : v(units + 4, T(kCanary)), n(units) {}
-    T *data() { return v.data(); }
-    bool intact(size_t from) const {
-        for (size_t i = from; i < v.size(); ++i)
-            if (v[i] != T(kCanary)) return false;
-        return true;
-    }
-    bool intact() const { return intact(n); }
-    std::vector<T> first(int32_t k) const { return std::vector<T>(v.begin(), v.begin() + (k > 0 ? k : 0)); }
-};
+LXLocale *Utf8() { return Compiled(ReadFile(CodesetDataPath("utf-8.txt"))); }
 
 Units ToU(LXLocale *l, const Bytes &b) {
     Out<LXUchar> o(b.size() + 1);
@@ -125,32 +88,6 @@ Bytes FromU(LXLocale *l, const Units &u) {
     const int32_t n = LXUnicodeToStringEx(l, o.data(), 0, int32_t(o.n), u.data(), int32_t(u.size()), 0);
     EXPECT_TRUE(o.intact());
     return o.first(n);
-}
-
-// The map lines of a codeset source: bytes, Unicode, and 'r' (round trip),
-// 'd' (decode only) or 'e' (encode only).
-struct MapLine {
-    LXWchar bytes;
-    LXUchar u;
-    char dir;
-};
-std::vector<MapLine> ParseMap(const std::string &text) {
-    std::vector<MapLine> lines;
-    std::istringstream in(text);
-    bool inMap = false;
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream f(line.substr(0, line.find('#')));
-        std::string bytes, u, dir;
-        if (!(f >> bytes)) continue;
-        if (!inMap) {
-            inMap = bytes == "map";
-            continue;
-        }
-        f >> u >> dir;
-        lines.push_back({LXWchar(std::stoul(bytes, nullptr, 16)), LXUchar(std::stoul(u.substr(2), nullptr, 16)),
-                         dir.empty() ? 'r' : dir[0]});
-    }
-    return lines;
 }
 
 // The library runs on the compiled locale directory: real codesets load
@@ -180,11 +117,8 @@ TEST_F(Convert, OneCharacterEachWay) {
         Units u;
         char dir;  // 'r' both ways, 'd' bytes to Unicode only, 'e' Unicode to bytes only
     } cases[] = {
-        {Utf8(), {0x7F}, {0x7F}, 'r'},
-        {Utf8(), {0xC2, 0x80}, {0x80}, 'r'},
-        {Utf8(), {0xDF, 0xBF}, {0x7FF}, 'r'},
-        {Utf8(), {0xE0, 0xA0, 0x80}, {0x800}, 'r'},
-        {Utf8(), {0xEF, 0xBF, 0xBF}, {0xFFFF}, 'r'},
+        {Utf8(), {0x7F}, {0x7F}, 'r'}, {Utf8(), {0xC2, 0x80}, {0x80}, 'r'}, {Utf8(), {0xDF, 0xBF}, {0x7FF}, 'r'},
+        {Utf8(), {0xE0, 0xA0, 0x80}, {0x800}, 'r'}, {Utf8(), {0xEF, 0xBF, 0xBF}, {0xFFFF}, 'r'},
         {Utf8(), {0xC3, 0x41}, {0xC1}, 'd'},                        // trail bytes are not checked
         {Utf8(), {0xF0, 0x9F, 0x98, 0x80, 'A'}, {0xFFFD, 'A'}, 'd'},  // beyond 16 bits: one U+FFFD
         {Utf8(), {0x80, 0xBF}, {0xFFFD, 0xFFFD}, 'd'},
@@ -207,12 +141,7 @@ TEST_F(Convert, OneCharacterEachWay) {
 }
 
 TEST_F(Convert, BufferCarriesPartsBetweenCalls) {
-    struct Call {
-        Bytes in;
-        int32_t room, result;
-        Bytes out;
-        int32_t consumed;
-    };
+    struct Call { Bytes in; int32_t room, result; Bytes out; int32_t consumed; };
     const struct {
         const char *what;
         LXLocale *target, *source;
@@ -306,41 +235,25 @@ TEST_F(Convert, LengthsFlagsAndTerminator) {
         {kString, -1, 3, 0, {'A'}, 1},                     // stops before what does not fit
         {kString, 4, 16, 0, {'A', e3, x80, x80, 'B'}, 5},  // a given length is not terminated
         {kString, 2, 16, 0, {'A'}, 1},                     // a character cut by the length ends it
-        {kString, 4, 5, kTerm, {'A', e3, x80, x80, 0}, 5},
-        {kString, 4, 1, kTerm, {0}, 1},
-        {kString, 0, 4, kTerm, {0}, 1},
-        {kString, 0, 4, 0, {}, 0},
+        {kString, 4, 5, kTerm, {'A', e3, x80, x80, 0}, 5}, {kString, 4, 1, kTerm, {0}, 1},
+        {kString, 0, 4, kTerm, {0}, 1}, {kString, 0, 4, 0, {}, 0},
         {kString, -1, 0, kTerm, {}, 0},
         {kString, 2, 16, kChars, {'A', e3, x80, x80}, 2},  // two characters of the source
-        {kString, -1, 3, kChars, {'A', e3, x80, x80, 'B'}, 3},
-        {kString, -1, 4, kChars, {'A', e3, x80, x80, 'B', 0}, 4},
-        {kString, -1, 3, kChars | kTerm, {'A', e3, x80, x80, 0}, 3},
-        {kString, 4, 16, 1, {}, -1},
-        {kString, 4, 16, kChars | 0x10, {}, 0},
-        {kToU, -1, 8, 0, {'A', 0x3000, 'B', 0}, 4},
-        {kToU, -1, 3, 0, {'A', 0x3000, 'B'}, 3},
-        {kToU, -1, 1, kTerm, {0}, 1},
+        {kString, -1, 3, kChars, {'A', e3, x80, x80, 'B'}, 3}, {kString, -1, 4, kChars, {'A', e3, x80, x80, 'B', 0}, 4},
+        {kString, -1, 3, kChars | kTerm, {'A', e3, x80, x80, 0}, 3}, {kString, 4, 16, 1, {}, -1},
+        {kString, 4, 16, kChars | 0x10, {}, 0}, {kToU, -1, 8, 0, {'A', 0x3000, 'B', 0}, 4},
+        {kToU, -1, 3, 0, {'A', 0x3000, 'B'}, 3}, {kToU, -1, 1, kTerm, {0}, 1},
         {kToU, -1, 8, 0, {'A'}, 1, 1},  // cut off before its 0: not all converted
-        {kToU, -1, 8, kTerm, {'A', 0}, 2, 1},
-        {kToU, 2, 8, kChars, {'A', 0x3000}, 2},
-        {kToU, 4, 8, kChars | 0x20, {}, -1},
-        {kToUW, -1, 8, 0, {'A', 0x3000, 'B', 0}, 4},
-        {kToUW, -1, 2, kTerm, {'A', 0}, 2},
-        {kToUW, 3, 8, 0x100, {}, -1},
-        {kFromU, -1, 8, 0, {'A', 0x81, 0x40, 'B', 0}, 5},
-        {kFromU, 3, 3, 0, {'A', 0x81, 0x40}, 3},
-        {kFromU, 3, 2, kChars, {'A', 0x81, 0x40}, 2},
-        {kFromU, -1, 4, kChars, {'A', 0x81, 0x40, 'B', 0}, 4},
-        {kFromU, 3, 4, kTerm, {'A', 0x81, 0x40, 0}, 4},
-        {kFromU, 0, 4, kTerm, {0}, 1},
-        {kFromU, 3, 8, 2, {}, -1},
-        {kFromU, 3, 8, kChars | 2, {}, 0},
-        {kFromUW, -1, 8, 0, {'A', 0x8140, 'B', 0}, 4},
-        {kFromUW, -1, 3, 0, {'A', 0x8140, 'B'}, 3},
-        {kStringW, -1, 8, 0, {'A', 0xE38080, 'B', 0}, 4},
-        {kStringW, 3, 3, kTerm | kChars, {'A', 0xE38080, 0}, 3},
-        {kStringW, 0, 3, kTerm, {0}, 1},
-        {kStringW, 3, 8, 4, {}, -1},
+        {kToU, -1, 8, kTerm, {'A', 0}, 2, 1}, {kToU, 2, 8, kChars, {'A', 0x3000}, 2},
+        {kToU, 4, 8, kChars | 0x20, {}, -1}, {kToUW, -1, 8, 0, {'A', 0x3000, 'B', 0}, 4},
+        {kToUW, -1, 2, kTerm, {'A', 0}, 2}, {kToUW, 3, 8, 0x100, {}, -1},
+        {kFromU, -1, 8, 0, {'A', 0x81, 0x40, 'B', 0}, 5}, {kFromU, 3, 3, 0, {'A', 0x81, 0x40}, 3},
+        {kFromU, 3, 2, kChars, {'A', 0x81, 0x40}, 2}, {kFromU, -1, 4, kChars, {'A', 0x81, 0x40, 'B', 0}, 4},
+        {kFromU, 3, 4, kTerm, {'A', 0x81, 0x40, 0}, 4}, {kFromU, 0, 4, kTerm, {0}, 1},
+        {kFromU, 3, 8, 2, {}, -1}, {kFromU, 3, 8, kChars | 2, {}, 0},
+        {kFromUW, -1, 8, 0, {'A', 0x8140, 'B', 0}, 4}, {kFromUW, -1, 3, 0, {'A', 0x8140, 'B'}, 3},
+        {kStringW, -1, 8, 0, {'A', 0xE38080, 'B', 0}, 4}, {kStringW, 3, 3, kTerm | kChars, {'A', 0xE38080, 0}, 3},
+        {kStringW, 0, 3, kTerm, {0}, 1}, {kStringW, 3, 8, 4, {}, -1},
         // Shift bytes inserted, and the text closed in state 0 by a 0.
         {kFromUEx, 3, 16, 0, {'A', so, 0x40, 0x40, 0x41, 0x41}, 6},  // no 0: left in state 1
         {kFromUEx, 3, 8, kTerm, {'A', so, 0x40, 0x40, 0x41, 0x41, si, 0}, 8},
@@ -351,49 +264,27 @@ TEST_F(Convert, LengthsFlagsAndTerminator) {
         {kFromUEx, -1, 7, 0, {'A', so, 0x40, 0x40, si, 0}, 6},
         {kFromUEx, -1, 6, 0, {'A', so, 0x40, 0x40, 0x41, 0x41}, 6},  // no room for a 0
         {kFromUEx, 3, 3, kChars | kTerm, {'A', so, 0x40, 0x40, si, 0}, 3},
-        {kFromUEx, 1, 16, kTerm, {0x40, 0x40, si, 0}, 4, 1},
-        {kFromUEx, 2, 16, 0, {0x40, 0x40, si, 'A'}, 4, 1},
+        {kFromUEx, 1, 16, kTerm, {0x40, 0x40, si, 0}, 4, 1}, {kFromUEx, 2, 16, 0, {0x40, 0x40, si, 'A'}, 4, 1},
         {kFromUEx, 1, 1, kTerm, {0}, 1, 1},  // nothing of this call to take back: the 0 alone
     };
     for (const Row &r : rows) {
         SCOPED_TRACE(::testing::Message() << "face " << r.face << " len " << r.len << " size " << r.size
                                           << " flags 0x" << std::hex << r.flags << " variant " << r.variant);
         switch (r.face) {
-        case kString:
-            RunRow<uint8_t>(r, Utf8(), [](const Row &w, uint8_t *b, int32_t n) {
-                return LXConvertString(Utf8(), b, n, Double(), mb, w.len, w.flags);
-            });
-            break;
-        case kToU:
-            RunRow<LXUchar>(r, Double(), [](const Row &w, LXUchar *b, int32_t n) {
-                return LXStringToUnicode(b, n, Double(), w.variant ? cut : mb, w.len, w.flags);
-            });
-            break;
-        case kToUW:
-            RunRow<LXUchar>(r, Double(), [](const Row &w, LXUchar *b, int32_t n) {
-                return LXStringToUnicodeW(b, n, Double(), wide, w.len, w.flags);
-            });
-            break;
-        case kFromU:
-            RunRow<uint8_t>(r, Double(), [](const Row &w, uint8_t *b, int32_t n) {
-                return LXUnicodeToString(Double(), b, n, uni, w.len, w.flags);
-            });
-            break;
-        case kFromUW:
-            RunRow<LXWchar>(r, Double(), [](const Row &w, LXWchar *b, int32_t n) {
-                return LXUnicodeToStringW(Double(), b, n, uni, w.len, w.flags);
-            });
-            break;
-        case kStringW:
-            RunRow<LXWchar>(r, Utf8(), [](const Row &w, LXWchar *b, int32_t n) {
-                return LXConvertStringW(Utf8(), b, n, Double(), wide, w.len, w.flags);
-            });
-            break;
-        case kFromUEx:
-            RunRow<uint8_t>(r, Shift(), [](const Row &w, uint8_t *b, int32_t n) {
-                return LXUnicodeToStringEx(Shift(), b, w.variant, n, w.variant ? one : shifted, w.len, w.flags);
-            });
-            break;
+        case kString: RunRow<uint8_t>(r, Utf8(), [](const Row &w, uint8_t *b, int32_t n) {
+            return LXConvertString(Utf8(), b, n, Double(), mb, w.len, w.flags); }); break;
+        case kToU: RunRow<LXUchar>(r, Double(), [](const Row &w, LXUchar *b, int32_t n) {
+            return LXStringToUnicode(b, n, Double(), w.variant ? cut : mb, w.len, w.flags); }); break;
+        case kToUW: RunRow<LXUchar>(r, Double(), [](const Row &w, LXUchar *b, int32_t n) {
+            return LXStringToUnicodeW(b, n, Double(), wide, w.len, w.flags); }); break;
+        case kFromU: RunRow<uint8_t>(r, Double(), [](const Row &w, uint8_t *b, int32_t n) {
+            return LXUnicodeToString(Double(), b, n, uni, w.len, w.flags); }); break;
+        case kFromUW: RunRow<LXWchar>(r, Double(), [](const Row &w, LXWchar *b, int32_t n) {
+            return LXUnicodeToStringW(Double(), b, n, uni, w.len, w.flags); }); break;
+        case kStringW: RunRow<LXWchar>(r, Utf8(), [](const Row &w, LXWchar *b, int32_t n) {
+            return LXConvertStringW(Utf8(), b, n, Double(), wide, w.len, w.flags); }); break;
+        case kFromUEx: RunRow<uint8_t>(r, Shift(), [](const Row &w, uint8_t *b, int32_t n) {
+            return LXUnicodeToStringEx(Shift(), b, w.variant, n, w.variant ? one : shifted, w.len, w.flags); }); break;
         }
     }
 }
@@ -567,9 +458,9 @@ TEST_F(Convert, AllFormsAgreeUnderAnySplit) {
         {"TestShift", Shift(), ParseMap(kShiftText)},
         {"TestSingle", Single(), ParseMap(kSingleText)}};
     for (std::string name : {"MS1252", "UTF-8", "MS932", "IBM939", "IBM037"}) {
-        std::string file = name;
-        for (char &ch : file) ch = char(std::tolower(static_cast<unsigned char>(ch)));
-        sets.emplace_back(name, Data(name), ParseMap(ReadFile(DataPath(file + ".txt"))));
+        std::string file = name + ".txt";
+        std::transform(file.begin(), file.end(), file.begin(), [](char c) { return char(std::tolower(c)); });
+        sets.emplace_back(name, Data(name), ParseMap(ReadFile(CodesetDataPath(file))));
         ASSERT_NE(std::get<1>(sets.back()), nullptr);
     }
     Rng rng(20240611);
@@ -626,7 +517,7 @@ TEST_F(Convert, AllFormsAgreeUnderAnySplit) {
 // encode-only lines the other).
 TEST_F(Convert, EveryCodesetRoundTripsItsRepertoire) {
     size_t files = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(DataPath(""))) {
+    for (const auto &entry : std::filesystem::directory_iterator(CodesetDataPath(""))) {
         if (entry.path().extension() != ".txt") continue;
         const std::string text = ReadFile(entry.path().string());
         std::istringstream props(text);

@@ -27,6 +27,7 @@ using Units = std::vector<LXUchar>;
 constexpr uint8_t SO = 0x0E, SI = 0x0F;
 
 Bytes B(const char *s) { return Bytes(s, s + std::strlen(s)); }
+Units U(const char *s) { return Units(s, s + std::strlen(s)); }  // ASCII only
 const unsigned char *Z(const char *s) { return reinterpret_cast<const unsigned char *>(s); }
 
 // The text in the named codeset, encoded by glibc iconv.
@@ -46,32 +47,24 @@ Bytes Iconv(const char *codeset, const Units &u) {
     return out;
 }
 
-// A locale object by name, released at the end of the scope.
-class Locale {
-public:
-    explicit Locale(const std::string &name) {
-        int32_t err = -1;
-        loc_ = LXGetLocale(name.c_str(), 0, &err);
-        EXPECT_NE(loc_, nullptr) << name << ": error " << err;
-    }
-    ~Locale() {
-        if (loc_) LXReleaseLocale(loc_, 0);
-    }
-    Locale(const Locale &) = delete;
-    Locale &operator=(const Locale &) = delete;
-    operator LXLocale *() const { return loc_; }
-    LXLocale *operator->() const { return loc_; }
-
-    static PartRecord *Find(layout::Kind kind, const char *name) {
-        int32_t err = -1;
-        PartRecord *rec = LXFindPartByName(Library().registry, kind, name, int32_t(std::strlen(name)), kLoad, &err);
-        EXPECT_NE(rec, nullptr) << name << ": error " << err;
-        return rec;
-    }
-
-private:
-    LXLocale *loc_ = nullptr;
+struct Release {
+    void operator()(LXLocale *loc) const { LXReleaseLocale(loc, 0); }
 };
+
+// A locale object by name, released at the end of the scope.
+struct Locale : std::unique_ptr<LXLocale, Release> {
+    explicit Locale(const std::string &name) : unique_ptr(LXGetLocale(name.c_str(), 0, nullptr)) {
+        EXPECT_NE(get(), nullptr) << name;
+    }
+    operator LXLocale *() const { return get(); }
+};
+
+PartRecord *FindPart(layout::Kind kind, const char *name) {
+    int32_t err = -1;
+    PartRecord *rec = LXFindPartByName(Library().registry, kind, name, int32_t(std::strlen(name)), kLoad, &err);
+    EXPECT_NE(rec, nullptr) << name << ": error " << err;
+    return rec;
+}
 
 // The item's text in the codeset (terminator not included), checking that
 // the result counts what was written.
@@ -121,10 +114,6 @@ protected:
     static void TearDownTestSuite() { LXTerm(); }
 };
 
-// ---------------------------------------------------------------------------
-// Reading
-// ---------------------------------------------------------------------------
-
 // English_UnitedStates has the values the documentation gives for the
 // built-in locale; German_Germany those of its data sources.
 TEST_F(Info, ReadsTheCompiledData) {
@@ -165,16 +154,12 @@ TEST_F(Info, RoomAndCounting) {
         Bytes written;  // before the terminator
     } cases[] = {
         {de, 59, 100, 0, 2, B(",")},  // a separator is one character whatever the room
-        {de, 60, 100, LX_LEN_CHARS, 2, B(".")},
-        {de, 17, 1, 0, 1, {}},
-        {de, 17, 4, 0, 4, B("Mon")},
+        {de, 60, 100, LX_LEN_CHARS, 2, B(".")}, {de, 17, 1, 0, 1, {}}, {de, 17, 4, 0, 4, B("Mon")},
         {de, 17, 4, LX_LEN_CHARS, 4, B("Mon")},
         {ja, 17, 2, 0, 1, {}},  // no room for a double-byte character and the terminator
         {ja, 17, 3, 0, 3, Bytes(monday.begin(), monday.begin() + 2)},
-        {ja, 17, 6, 0, 5, Bytes(monday.begin(), monday.begin() + 4)},
-        {ja, 17, 7, 0, 7, monday},
-        {ja, 17, 3, LX_LEN_CHARS, 3, Bytes(monday.begin(), monday.begin() + 4)},
-        {ja, 17, 4, LX_LEN_CHARS, 4, monday},
+        {ja, 17, 6, 0, 5, Bytes(monday.begin(), monday.begin() + 4)}, {ja, 17, 7, 0, 7, monday},
+        {ja, 17, 3, LX_LEN_CHARS, 3, Bytes(monday.begin(), monday.begin() + 4)}, {ja, 17, 4, LX_LEN_CHARS, 4, monday},
     };
     for (const auto &c : cases) {
         unsigned char buf[32];
@@ -196,10 +181,7 @@ TEST_F(Info, RoomAndCounting) {
 // The plain, Ex, U and W getters give one text; iconv says what the bytes
 // must be, shift bytes of the stateful IBM939 included.
 TEST_F(Info, TextFormsAgree) {
-    const struct {
-        const char *name, *iconvName;
-        std::vector<int32_t> items;
-    } locales[] = {
+    const struct { const char *name, *iconvName; std::vector<int32_t> items; } locales[] = {
         {"German_Germany.MS1252", "CP1252", {17, 32, 59, 64, 81, 88}},
         {"Japanese_Japan.MS932", "CP932", {17, 24, 56, 59, 64, 79, 88}},
         {"Japanese_Japan.IBM939", "IBM939", {17, 24, 56, 59, 79, 88}},
@@ -272,79 +254,56 @@ TEST_F(Info, GetTextItemReportsWhereTheTextLives) {
     }
 }
 
-// ---------------------------------------------------------------------------
-// Errors of every function
-// ---------------------------------------------------------------------------
-
+// Every failure leaves the object as it was.
 TEST_F(Info, ErrorCodes) {
     Locale l("English_UnitedStates.US-ASCII");
+    const Snapshot before(l);
     unsigned char buf[16];
     LXUchar ubuf[16];
-    const struct {
-        const char *what;
-        std::function<int32_t()> call;
-        int32_t result, error;
-    } cases[] = {
-        {"num 77 flags 2", [&] { return LXGetLocaleNumInfo(l, 77, 2); }, -1, 2},
-        {"num of text item 12", [&] { return LXGetLocaleNumInfo(l, 12, 0); }, -1, 35},
-        {"num 0", [&] { return LXGetLocaleNumInfo(l, 0, 0); }, -1, 35},
-        {"num 88", [&] { return LXGetLocaleNumInfo(l, 88, 0); }, -1, 35},
-        {"num 89", [&] { return LXGetLocaleNumInfo(l, 89, 0); }, -1, 35},
-        {"text 0", [&] { return LXGetLocaleTextInfo(l, 0, buf, 16, 0); }, -1, 35},
-        {"text 89", [&] { return LXGetLocaleTextInfo(l, 89, buf, 16, 0); }, -1, 35},
-        {"text of number 63", [&] { return LXGetLocaleTextInfo(l, 63, buf, 16, 0); }, -1, 35},
-        {"text flags 2", [&] { return LXGetLocaleTextInfo(l, 16, buf, 16, 2); }, -1, 2},
-        {"text U flags 0x4001", [&] { return LXGetLocaleTextInfoU(l, 16, ubuf, 16, 0x4001); }, 7, 0},
-        {"text U flags 0x8000", [&] { return LXGetLocaleTextInfoU(l, 16, ubuf, 16, 0x8000); }, -1, 2},
-        {"set num 77 to 5", [&] { return LXSetLocaleNumInfo(l, 77, 5); }, 0, 37},
-        {"set num 78 to -1", [&] { return LXSetLocaleNumInfo(l, 78, -1); }, 0, 37},
-        {"set num 73 to 2", [&] { return LXSetLocaleNumInfo(l, 73, 2); }, 0, 37},
-        {"set num 84", [&] { return LXSetLocaleNumInfo(l, 84, 0); }, 0, 35},
-        {"set num 58", [&] { return LXSetLocaleNumInfo(l, 58, 0); }, 0, 35},
-        {"set num of text 64", [&] { return LXSetLocaleNumInfo(l, 64, 0); }, 0, 35},
-        {"set num language 9999", [&] { return LXSetLocaleNumInfo(l, 1, 9999); }, 0, 37},
-        {"set num territory -1", [&] { return LXSetLocaleNumInfo(l, 5, -1); }, 0, 37},
-        {"set num sort 3", [&] { return LXSetLocaleNumInfo(l, 11, 3); }, 0, 37},
-        {"set text flags 1", [&] { return LXSetLocaleTextInfo(l, 64, Z("x"), 1, 1); }, 0, 2},
-        {"set text 65", [&] { return LXSetLocaleTextInfo(l, 65, Z("x"), 1, 0); }, 0, 35},
-        {"set text 16", [&] { return LXSetLocaleTextInfo(l, 16, Z("x"), 1, 0); }, 0, 35},
-        {"set text of number 63", [&] { return LXSetLocaleTextInfo(l, 63, Z("5"), 1, 0); }, 0, 35},
-        {"set text 82", [&] { return LXSetLocaleTextInfo(l, 82, Z("x"), 1, 0); }, 0, 35},
-        {"set text 1", [&] { return LXSetLocaleTextInfo(l, 1, Z("x"), 1, 0); }, 0, 35},
-        {"set empty text to 82", [&] { return LXSetLocaleTextInfo(l, 82, Z(""), -1, 0); }, 1, 0},
-        {"set territory Atlantis", [&] { return LXSetLocaleTextInfo(l, 6, Z("Atlantis"), -1, 0); }, 0, 37},
-        {"set sort Traditional", [&] { return LXSetLocaleTextInfo(l, 12, Z("Traditional"), -1, 0); }, 0, 37},
-        {"set sort 0", [&] { return LXSetLocaleNumInfo(l, 11, 0); }, 1, 0},
-        {"set sort binary", [&] { return LXSetLocaleTextInfo(l, 12, Z("binary"), -1, 0); }, 1, 0},
-    };
-    const Snapshot before(l);
-    for (const auto &c : cases) {
-        EXPECT_EQ(c.call(), c.result) << c.what;
-        EXPECT_EQ(LXGetError(l), c.error) << c.what;
+    const struct { int32_t item; uint32_t flags; int32_t error; } numGets[] = {
+        {77, 2, 2}, {12, 0, 35} /* a text item */, {0, 0, 35}, {88, 0, 35}, {89, 0, 35}};
+    for (const auto &c : numGets) {
+        EXPECT_EQ(LXGetLocaleNumInfo(l, c.item, c.flags), -1) << c.item;
+        EXPECT_EQ(LXGetError(l), c.error) << c.item;
+    }
+    const struct { int32_t item; uint32_t flags; int32_t error; } textGets[] = {
+        {0, 0, 35}, {89, 0, 35}, {63, 0, 35} /* a number item */, {16, 2, 2}};
+    for (const auto &c : textGets) {
+        EXPECT_EQ(LXGetLocaleTextInfo(l, c.item, buf, 16, c.flags), -1) << c.item;
+        EXPECT_EQ(LXGetError(l), c.error) << c.item;
+    }
+    EXPECT_EQ(LXGetLocaleTextInfoU(l, 16, ubuf, 16, 0x4001), 7);
+    EXPECT_EQ(LXGetError(l), LX_OK);
+    EXPECT_EQ(LXGetLocaleTextInfoU(l, 16, ubuf, 16, 0x8000), -1);
+    EXPECT_EQ(LXGetError(l), 2);
+    const struct { int32_t item, value, result, error; } numSets[] = {
+        {77, 5, 0, 37}, {78, -1, 0, 37}, {73, 2, 0, 37}, {84, 0, 0, 35}, {58, 0, 0, 35}, {64, 0, 0, 35},
+        {1, 9999, 0, 37} /* language */, {5, -1, 0, 37} /* territory */, {11, 3, 0, 37}, {11, 0, 1, 0} /* sort */};
+    for (const auto &c : numSets) {
+        EXPECT_EQ(LXSetLocaleNumInfo(l, c.item, c.value), c.result) << c.item;
+        EXPECT_EQ(LXGetError(l), c.error) << c.item;
+    }
+    const struct { int32_t item; const char *text; int32_t length; uint32_t flags; int32_t result, error; } textSets[] = {
+        {64, "x", 1, 1, 0, 2}, {65, "x", 1, 0, 0, 35}, {16, "x", 1, 0, 0, 35}, {63, "5", 1, 0, 0, 35},
+        {82, "x", 1, 0, 0, 35}, {1, "x", 1, 0, 0, 35}, {82, "", -1, 0, 1, 0}, {6, "Atlantis", -1, 0, 0, 37},
+        {12, "Traditional", -1, 0, 0, 37}, {12, "binary", -1, 0, 1, 0}};
+    for (const auto &c : textSets) {
+        EXPECT_EQ(LXSetLocaleTextInfo(l, c.item, Z(c.text), c.length, c.flags), c.result) << c.item << " " << c.text;
+        EXPECT_EQ(LXGetError(l), c.error) << c.item << " " << c.text;
     }
     EXPECT_TRUE(Snapshot(l) == before) << "a failed call changed the object";
 }
-
-// ---------------------------------------------------------------------------
-// Overrides
-// ---------------------------------------------------------------------------
 
 TEST_F(Info, SeparatorRules) {
     Locale us("English_UnitedStates.US-ASCII"), ebcdic("English_UnitedStates.IBM037"),
         ja("Japanese_Japan.MS932");
     const Bytes ebcdicFive = Iconv("IBM037", {u'5'});
-    const struct {
-        LXLocale *h;
-        int32_t item;
-        Bytes text;
-        int32_t result;
-    } steps[] = {
+    const struct { LXLocale *h; int32_t item; Bytes text; int32_t result; } steps[] = {
         {us, 59, B(","), 0},        // the thousands separator is ","
         {us, 60, B("."), 0},        // the decimal point is "."
         {us, 59, B("5"), 0},
         {us, 59, {0}, 0},           // a decimal point is never empty
-        {us, 66, B(","), 0},
-        {us, 67, B("."), 0},
+        {us, 66, B(","), 0}, {us, 67, B("."), 0},
         {us, 61, B("5"), 1},        // the other separator is not checked
         {us, 60, {0}, 1},           // an empty thousands separator
         {us, 59, B(","), 1},        // now free: 60 is empty
@@ -431,8 +390,7 @@ TEST_F(Info, CodesetSwitchConvertsEveryCurrentText) {
         int32_t number, stateful;
         Bytes separator;
     } steps[] = {
-        {u"UTF-8", "UTF-8", 106, 0, B("?")},
-        {u"IBM037", "IBM037", 2028, 0, Iconv("IBM037", {0xA0})},
+        {u"UTF-8", "UTF-8", 106, 0, B("?")}, {u"IBM037", "IBM037", 2028, 0, Iconv("IBM037", {0xA0})},
         {u"IBM939", "IBM939", 939, 1, Iconv("IBM939", {u'?'})},
         {u"ISO8859-1", "ISO-8859-1", 4, 0, {0xA0}}};
     for (const auto &s : steps) {
@@ -446,7 +404,7 @@ TEST_F(Info, CodesetSwitchConvertsEveryCurrentText) {
         EXPECT_EQ(TextU(l, 61), Units{0xA0});
         EXPECT_EQ(Text(l, 71), Iconv(s.iconvName, {0xB1}));
         EXPECT_EQ(TextU(l, 71), Units{0xB1});
-        EXPECT_EQ(Text(l, 80), Iconv(s.iconvName, {'%', 'd', '.', '%', 'm', '.', '%', 'Y'}));
+        EXPECT_EQ(Text(l, 80), Iconv(s.iconvName, U("%d.%m.%Y")));
         EXPECT_EQ(Text(l, 59), Iconv(s.iconvName, {','}));
     }
     // The codeset in use replaces nothing.
@@ -458,16 +416,9 @@ TEST_F(Info, CodesetSwitchConvertsEveryCurrentText) {
 TEST_F(Info, MultibyteOverridesAreCutToWholeCharacters) {
     Locale l("Japanese_Japan.MS932");
     const Bytes yen = Iconv("CP932", {0x5186});  // "円", two bytes
-    const struct {
-        Bytes text;
-        int32_t length;
-        uint32_t flags;
-        Bytes stored;
-        Units units;
-    } cases[] = {
+    const struct { Bytes text; int32_t length; uint32_t flags; Bytes stored; Units units; } cases[] = {
         {{0x82}, 1, 0, {}, {}},                           // a lone lead byte
-        {{'A', 0x82}, 2, 0, B("A"), {u'A'}},
-        {{yen[0], yen[1], 'X'}, 3, 0, {yen[0], yen[1], 'X'}, {0x5186, u'X'}},
+        {{'A', 0x82}, 2, 0, B("A"), {u'A'}}, {{yen[0], yen[1], 'X'}, 3, 0, {yen[0], yen[1], 'X'}, {0x5186, u'X'}},
         {{yen[0], yen[1], 'X'}, 1, LX_LEN_CHARS, yen, {0x5186}},
         {{'a', 0, 'b'}, 3, 0, B("a"), {u'a'}},             // the text ends at a NUL
     };
@@ -500,14 +451,10 @@ TEST_F(Info, StatefulOverridesAreKeptInStateZero) {
     ASSERT_EQ(LXSetLocaleTextInfo(l, 71, mixed.data(), 5, 0), 1);
     EXPECT_EQ(Text(l, 71), Iconv("IBM939", {u'A', 0x5186}));
     // Part names are looked up through the portable codeset.
-    const Bytes germany = Iconv("IBM939", {u'G', u'e', u'r', u'm', u'a', u'n', u'y'});
+    const Bytes germany = Iconv("IBM939", U("Germany"));
     ASSERT_EQ(LXSetLocaleTextInfo(l, LXI_TERRITORY_PART, germany.data(), int32_t(germany.size()), 0), 1);
     EXPECT_EQ(LXGetLocaleNumInfo(l, LXI_TERRITORY_NUMBER, 0), 276);
-    EXPECT_EQ(Text(l, 88), Iconv("IBM939", [] {
-        Units u;
-        for (const char *p = "Japanese_Germany.IBM939@Binary"; *p; ++p) u.push_back(LXUchar(*p));
-        return u;
-    }()));
+    EXPECT_EQ(Text(l, 88), Iconv("IBM939", U("Japanese_Germany.IBM939@Binary")));
     EXPECT_EQ(LXSetLocaleTextInfo(l, LXI_TERRITORY_PART, yen.data(), 4, 0), 0);
     EXPECT_EQ(LXGetError(l), LX_ERR_REJECTED);
 }
@@ -535,10 +482,6 @@ TEST_F(Info, LanguageSwitchAndNullHandle) {
     EXPECT_EQ(Text(nullptr, 16), B("Sunday"));
     Library().defaultLocale = nullptr;
 }
-
-// ---------------------------------------------------------------------------
-// Allocation failures
-// ---------------------------------------------------------------------------
 
 // Runs op on a fresh object with the n-th allocation from now failing, for
 // every n until op succeeds untouched by failures: each run ends in success
@@ -573,9 +516,9 @@ void EveryFailure(CountingAllocator &a, const std::function<LXLocale *()> &make,
 
 TEST_F(Info, AnAllocationFailureChangesNothing) {
     CountingAllocator &a = alloc();
-    PartRecord *en = Locale::Find(layout::kLanguage, "English"), *us = Locale::Find(layout::kTerritory, "UnitedStates"),
-               *de = Locale::Find(layout::kTerritory, "Germany"), *cp1252 = Locale::Find(layout::kCodeset, "MS1252");
-    Locale::Find(layout::kCodeset, "IBM939");  // loaded now, so that no lookup below allocates
+    PartRecord *en = FindPart(layout::kLanguage, "English"), *us = FindPart(layout::kTerritory, "UnitedStates"),
+               *de = FindPart(layout::kTerritory, "Germany"), *cp1252 = FindPart(layout::kCodeset, "MS1252");
+    FindPart(layout::kCodeset, "IBM939");  // loaded now, so that no lookup below allocates
     auto fresh = [&] {
         int32_t err;
         return NewLocale(en, us, cp1252, nullptr, &err);
@@ -608,8 +551,7 @@ TEST_F(Info, AnAllocationFailureChangesNothing) {
                      EXPECT_EQ(TextU(loc, 60), Units{0xA0});
                  });
     // A long UCS-2 text is converted through an allocated block.
-    const Units longText(400, u'x');
-    std::vector<LXUchar> terminated(longText);
+    std::vector<LXUchar> terminated(400, u'x');
     terminated.push_back(0);
     EveryFailure(a, derived,
                  [&](LXLocale *loc) { return result(loc, LXSetLocaleTextInfoU(loc, 81, terminated.data(), -1, 0)); },
@@ -618,18 +560,12 @@ TEST_F(Info, AnAllocationFailureChangesNothing) {
                  });
 }
 
-// ---------------------------------------------------------------------------
-// A language whose default territory is not registered
-// ---------------------------------------------------------------------------
-
 TEST(InfoDefaults, UnregisteredDefaultTerritory) {
     LocaleDir dir;
-    dir.control({{1, 0, "English"}, {1, 1, "UnitedStates"}, {1, 2, "US-ASCII"}});
+    dir.standard();
     Bytes language = BuiltinTable(layout::kLanguage);
     layout::wr16(&language[layout::la::kDefaultTerritory], 99);
     dir.part(layout::kLanguage, 1, {language});
-    dir.builtinPart(layout::kTerritory, 1);
-    dir.builtinPart(layout::kCodeset, 1);
     Started started(dir.path().c_str());
     ASSERT_EQ(started.result(), LX_OK);
     Locale l("English_UnitedStates.US-ASCII");

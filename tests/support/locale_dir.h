@@ -34,6 +34,10 @@ private:
 // The least valid table 0 of each kind, taken from the built-in locale.
 Bytes BuiltinTable(uint8_t kind, int table = 0);
 
+// "0xID Name;..." for every locale name the native identifier table gives.
+extern const char kNativeNames[];
+std::vector<std::string> Split(const std::string &s, char sep);
+
 // A locale directory: control.nls plus part files.
 class LocaleDir : public TempDir {
 public:
