@@ -115,6 +115,30 @@ TEST_F(SelectTest, EveryNativeNameResolves) {
 // Names that select the same parts as a canonical spelling: case, empty and
 // absent components (the empty name is English with its defaults), and the
 // binary sort modifier.
+// Every language and every territory of the data also works with UTF-8, and
+// the object reads its texts in it (a day name and a territory name).
+TEST_F(SelectTest, EveryPartWorksWithUtf8) {
+    std::vector<std::pair<int32_t, std::string>> parts;
+    LXEnumLocales([](uintptr_t user, int32_t kind, const char *name) -> int32_t {
+        reinterpret_cast<std::vector<std::pair<int32_t, std::string>> *>(user)->emplace_back(kind, name);
+        return 1;
+    }, reinterpret_cast<uintptr_t>(&parts));
+    int tried = 0;
+    for (const auto &[kind, name] : parts) {
+        if (kind > 1) continue;
+        const std::string locale = (kind == 0 ? name : "English_" + name) + ".UTF-8";
+        int32_t err = -1;
+        LXLocale *loc = LXGetLocale(locale.c_str(), 0, &err);
+        ASSERT_NE(loc, nullptr) << locale << " error " << err;
+        unsigned char text[128];
+        EXPECT_GT(LXGetLocaleTextInfo(loc, LXI_DAY_2, text, sizeof text, 0), 1) << locale;
+        EXPECT_GT(LXGetLocaleTextInfo(loc, LXI_TERRITORY_NAME, text, sizeof text, 0), 1) << locale;
+        LXReleaseLocale(loc, 0);
+        ++tried;
+    }
+    EXPECT_EQ(tried, 64 + 97);
+}
+
 TEST_F(SelectTest, SpellingsOfTheSameLocale) {
     const struct { const char *name, *same; } kCases[] = {
         {"", "English_UnitedStates.MS1252"}, {"english", "English_UnitedStates.MS1252"},
