@@ -125,10 +125,16 @@ int32_t ConvertBufferStep(LXConversion &c, uint8_t *&out, uint8_t *outEnd, const
     for (;;) {
         // The map's loop takes what it can: every character when neither side
         // is stateful, else one-byte characters while both are in state 0.
-        if (!shiftedSource && !shiftedTarget)
+        if (!shiftedSource && !shiftedTarget) {
             conv::RunMap<true>(c.map, src, tgt, in, end, out, outEnd);
-        else if (!c.afterShift && !c.sourceState && !c.targetState)
-            conv::RunMap<false>(c.map, src, tgt, in, end, out, outEnd);
+        } else if (!c.afterShift) {
+            if (!c.sourceState && !c.targetState)
+                conv::RunMap<false>(c.map, src, tgt, in, end, out, outEnd);
+            // A stateful source into a target without shift states: runs
+            // of both states, shift bytes included, without the pending
+            // logic below, which is left the characters at the edges.
+            if (!shiftedTarget) conv::RunShiftedSource(src, tgt, c.sourceState, in, end, out, outEnd);
+        }
         if (in == end) return LX_OK;
         // One shift byte goes before a character, as the whole-string walk
         // takes it: the byte after it belongs to the character even if it has

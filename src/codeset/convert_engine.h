@@ -90,6 +90,242 @@ inline unsigned AsciiPrefix(uint64_t high) {
                                                                : std::countl_zero(high)) >> 3;
 }
 
+// ---------------------------------------------------------------------------
+// Per-run decoding and encoding
+// ---------------------------------------------------------------------------
+// The loops below store output a byte at a time, and a byte store may alias
+// anything as far as the compiler knows, so a table pointer read through a
+// Codeset or ByteMap reference would be read again after every character.
+// These copy what the loops need into locals once per run.  Results are those
+// of DecodeMb and EncodeUnicode exactly; only the work per character differs.
+
+// Source side: the byte lengths, the one-byte table and the decode tree.
+struct Decoder {
+    const uint8_t *length, *single, *tree, *values;
+    bool utf8;
+    explicit Decoder(const Codeset &cs)
+        : length(cs.desc + layout::cs::kByteLength), single(cs.desc + layout::cs::kToUnicode),
+          tree(cs.tree),
+          values(cs.tree ? cs.tree + layout::rd16(cs.desc + layout::cs::kDecodeValues) : nullptr),
+          utf8(cs.utf8()) {}
+
+    uint16_t one(uint8_t b) const { return layout::rd16(single + 2 * b); }
+
+    // DecodeTree, with the tree and its values already found.
+    uint16_t walk(const uint8_t *s, unsigned n) const {
+        using layout::rd16;
+        if (!tree) return kReplacement;
+        const uint8_t *node = tree;
+        unsigned i = 0;
+        for (;;) {
+            const uint8_t b = s[i];
+            if (b < node[2] || b > node[3]) return kReplacement;
+            const unsigned index = rd16(node + 4) + (b & node[1]);
+            if (node[0]) return rd16(values + 2 * index);
+            if (++i == n) return kReplacement;
+            node = tree + layout::cs::kDecodeNodeSize * index;
+        }
+    }
+
+    // walk(s, 2), written out: a double-byte codeset's characters are a
+    // lead node and a leaf, two lookups with nothing to count.
+    uint16_t walk2(const uint8_t *s) const {
+        using layout::rd16;
+        if (!tree) return kReplacement;
+        const uint8_t *node = tree;
+        uint8_t b = s[0];
+        if (b < node[2] || b > node[3]) return kReplacement;
+        unsigned index = rd16(node + 4) + (b & node[1]);
+        if (node[0]) return rd16(values + 2 * index);
+        node = tree + layout::cs::kDecodeNodeSize * index;
+        b = s[1];
+        if (b < node[2] || b > node[3]) return kReplacement;
+        index = rd16(node + 4) + (b & node[1]);
+        return node[0] ? rd16(values + 2 * index) : kReplacement;
+    }
+
+    // DecodeMb for n >= 1.
+    uint16_t decode(const uint8_t *s, unsigned n) const {
+        if (n <= 1) return one(s[0]);
+        if (utf8) return DecodeUtf8(s, n);
+        return n == 2 ? walk2(s) : walk(s, n);
+    }
+};
+
+// Target side: the page entries and data areas, or UTF-8 arithmetic.
+// single: a single-byte target, which keeps the first byte only.
+struct Encoder {
+    const uint8_t *pages, *area1, *area2;
+    uint8_t substitution;
+    bool utf8, single;
+    explicit Encoder(const Codeset &cs)
+        : pages(cs.desc + layout::cs::kPages), area1(cs.area1), area2(cs.area2),
+          substitution(cs.substitution()), utf8(cs.utf8()), single(cs.maxBytes() == 1) {}
+
+    // EncodeToWchar for a codeset that is not UTF-8.
+    LXWchar packed(uint16_t u) const {
+        using layout::rd16;
+        const uint8_t *e = pages + layout::cs::kPageSize * (u >> 8);
+        const uint8_t lo = uint8_t(u);
+        if (lo < e[2] || lo > e[3]) return substitution;
+        const unsigned i = lo & e[1];
+        const uint8_t *first = area1 + rd16(e + 4);
+        switch (e[0]) {
+        case 0: return first[i];
+        case 1: return rd16(first + 2 * i);
+        case 2: return LXWchar(area2[rd16(e + 6) + i]) << 16 | rd16(first + 2 * i);
+        case 3: return LXWchar(rd16(area2 + rd16(e + 6) + 2 * i)) << 16 | rd16(first + 2 * i);
+        case 4: return LXWchar(area2[rd16(e + 6) + i]) << 8 | first[i];
+        default: return substitution;
+        }
+    }
+
+    // The bytes of u at out (room for 4), as EncodeUnicode writes them and
+    // cut to one for a single-byte target; returns their count.
+    unsigned encode(uint16_t u, uint8_t *out) const {
+        if (utf8) {
+            if (u < 0x80) {
+                out[0] = uint8_t(u);
+                return 1;
+            }
+            if (u < 0x800) {
+                out[0] = uint8_t(0xC0 | (u >> 6));
+                out[1] = uint8_t(0x80 | (u & 0x3F));
+                return 2;
+            }
+            out[0] = uint8_t(0xE0 | (u >> 12));
+            out[1] = uint8_t(0x80 | ((u >> 6) & 0x3F));
+            out[2] = uint8_t(0x80 | (u & 0x3F));
+            return 3;
+        }
+        const LXWchar wc = packed(u);
+        if (wc < 0x10000) {
+            // The common case, one or two bytes, without UnpackWchar's tests.
+            if (wc > 0xFF && !single) {
+                out[0] = uint8_t(wc >> 8);
+                out[1] = uint8_t(wc);
+                return 2;
+            }
+            out[0] = uint8_t(wc > 0xFF ? wc >> 8 : wc);
+            return 1;
+        }
+        const unsigned n = UnpackWchar(wc, out);
+        return single ? 1 : n;
+    }
+
+    // Encodes u at d if its bytes fit before outEnd, advancing d; false when
+    // they do not (nothing past outEnd is written).
+    bool put(uint16_t u, uint8_t *&d, const uint8_t *outEnd) const {
+        if (outEnd - d >= 4) {
+            d += encode(u, d);
+            return true;
+        }
+        uint8_t e[4];
+        const unsigned k = encode(u, e);
+        if (ptrdiff_t(k) > outEnd - d) return false;
+        for (unsigned i = 0; i < k; ++i) d[i] = e[i];
+        d += k;
+        return true;
+    }
+};
+
+// The characters of two bytes or more from s on, one after another, until a
+// one-byte character (fast[b] not 0) or the end of the input: true when it
+// stops there, false at a character it leaves to the caller (cut off by the
+// end of the input, or not fitting).  Kept out of line so that RunMap's
+// one-byte loop keeps its registers to itself.
+inline bool RunLongAt(const Codeset &src, const Codeset &tgt, const uint8_t *fast, Utf8Pairs *pairs,
+                      const uint8_t *&s, const uint8_t *end, uint8_t *&d, const uint8_t *outEnd) {
+    const Decoder dec(src);
+    const Encoder enc(tgt);
+    // UTF-8 into a double-byte codeset: most such text is three-byte
+    // characters whose page holds two-byte codes (kind 1), and those are
+    // decoded and looked up directly, without the general path's tests.
+    bool utf8ToTable = dec.utf8 && !enc.utf8 && !enc.single;
+    for (unsigned lead = 0xE0; utf8ToTable && lead < 0xF0; ++lead)
+        if (dec.length[lead] != 3) utf8ToTable = false;
+    uint8_t b = *s;
+    do {
+        if (utf8ToTable) {
+            while (end - s >= 3 && outEnd - d >= 2 && (*s & 0xF0) == 0xE0) {
+                const unsigned u = (*s & 0x0Fu) << 12 | (s[1] & 0x3Fu) << 6 | (s[2] & 0x3Fu);
+                const uint8_t *pe = enc.pages + layout::cs::kPageSize * (u >> 8);
+                const uint8_t lo = uint8_t(u);
+                if (pe[0] != 1 || lo < pe[2] || lo > pe[3]) break;
+                const unsigned v = layout::rd16(enc.area1 + layout::rd16(pe + 4) + 2 * (lo & pe[1]));
+                if (v > 0xFF) {
+                    d[0] = uint8_t(v >> 8);
+                    d[1] = uint8_t(v);
+                    d += 2;
+                } else {
+                    d[0] = uint8_t(v);
+                    d += 1;
+                }
+                s += 3;
+            }
+            if (s == end || fast[b = *s]) break;
+        } else if (!dec.utf8) {
+            // A double-byte source: its two-byte characters one
+            // after another, with room for any encoding.
+            if (enc.utf8) {
+                while (end - s >= 2 && outEnd - d >= 4 && dec.length[*s] == 2) {
+                    const unsigned u = dec.walk2(s);
+                    if (u < 0x80) {
+                        d[0] = uint8_t(u);
+                        d += 1;
+                    } else if (u < 0x800) {
+                        d[0] = uint8_t(0xC0 | (u >> 6));
+                        d[1] = uint8_t(0x80 | (u & 0x3F));
+                        d += 2;
+                    } else {
+                        d[0] = uint8_t(0xE0 | (u >> 12));
+                        d[1] = uint8_t(0x80 | ((u >> 6) & 0x3F));
+                        d[2] = uint8_t(0x80 | (u & 0x3F));
+                        d += 3;
+                    }
+                    s += 2;
+                }
+            } else {
+                while (end - s >= 2 && outEnd - d >= 4 && dec.length[*s] == 2) {
+                    d += enc.encode(dec.walk2(s), d);
+                    s += 2;
+                }
+            }
+            if (s == end || fast[b = *s]) break;
+        }
+        const unsigned n = dec.length[b];
+        if (ptrdiff_t(n) > end - s) {
+            return false;
+        }
+        if (pairs && n == 2 && b < 0xF0) {
+            const unsigned lead = b & 0x1Fu;
+            if (!pairs->ready[lead]) FillPairs(*pairs, tgt, lead);
+            const unsigned i = lead << 6 | (s[1] & 0x3Fu), k = pairs->length[i];
+            if (ptrdiff_t(k) > outEnd - d) {
+                return false;
+            }
+            PutBytes(d, pairs->bytes[i], k);
+        } else if (!enc.put(dec.utf8 ? DecodeUtf8(s, n) : dec.walk(s, n), d, outEnd)) {
+            return false;
+        }
+        s += n;
+    } while (s != end && !fast[b = *s]);
+    return true;
+}
+
+[[gnu::noinline]] inline bool RunLong(const Codeset &src, const Codeset &tgt, const uint8_t *fast,
+                                      Utf8Pairs *pairs, const uint8_t *&in, const uint8_t *end, uint8_t *&out,
+                                      const uint8_t *outEnd) {
+    // The positions are copied in and out: through the references, every
+    // byte stored would make the compiler read them again.
+    const uint8_t *s = in;
+    uint8_t *d = out;
+    const bool done = RunLongAt(src, tgt, fast, pairs, s, end, d, outEnd);
+    in = s;
+    out = d;
+    return done;
+}
+
 // Converts from in..end into out..outEnd while it can, advancing in and out,
 // and stops at the first character it leaves to the caller: one whose bytes
 // do not fit, one cut off by the end of the input, or (Multibyte false) any
@@ -100,12 +336,13 @@ inline unsigned AsciiPrefix(uint64_t high) {
 // agree on is copied whole, and the ASCII before the first other byte is
 // copied in two stores at most; a source of one-byte characters only goes through the
 // map eight characters at a time, with one four-byte store each at offsets
-// summed ahead.  No byte past the output is left changed.
+// summed ahead.  Longer characters are taken in runs, one after another,
+// without going back to the block tests between them.  No byte past the
+// output is left changed.
 template <bool Multibyte>
 inline void RunMap(ByteMap &m, const Codeset &src, const Codeset &tgt, const uint8_t *&in,
                    const uint8_t *end, uint8_t *&out, const uint8_t *outEnd) {
     constexpr uint64_t kHigh = 0x8080808080808080ull;
-    const bool singleTarget = tgt.maxBytes() == 1, utf8Source = src.utf8();
     const uint8_t *s = in;
     uint8_t *d = out;
     while (s != end) {
@@ -160,28 +397,77 @@ inline void RunMap(ByteMap &m, const Codeset &src, const Codeset &tgt, const uin
         if constexpr (!Multibyte) {
             break;
         } else {
-            // Not a one-byte character, so n >= 2.
-            const unsigned n = src.byteLength(b);
-            if (ptrdiff_t(n) > end - s) break;
-            if (m.pairs && n == 2 && b < 0xF0) {
-                const unsigned lead = b & 0x1Fu;
-                if (!m.pairs->ready[lead]) FillPairs(*m.pairs, tgt, lead);
-                const unsigned i = lead << 6 | (s[1] & 0x3Fu), k = m.pairs->length[i];
-                if (ptrdiff_t(k) > outEnd - d) break;
-                PutBytes(d, m.pairs->bytes[i], k);
-                s += 2;
-                continue;
+            // A character of two bytes or more (fast[b] is 0 only for those
+            // when neither side is stateful).  A UTF-8 source's two-byte
+            // characters, scattered through text that is mostly ASCII, go
+            // through the pairs one at a time.
+            if (Utf8Pairs *const pairs = m.pairs) {
+                const unsigned n = src.byteLength(b);
+                if (ptrdiff_t(n) > end - s) break;
+                if (n == 2 && b < 0xF0) {
+                    const unsigned lead = b & 0x1Fu;
+                    if (!pairs->ready[lead]) FillPairs(*pairs, tgt, lead);
+                    const unsigned i = lead << 6 | (s[1] & 0x3Fu), k = pairs->length[i];
+                    if (ptrdiff_t(k) > outEnd - d) break;
+                    PutBytes(d, pairs->bytes[i], k);
+                    s += 2;
+                    continue;
+                }
             }
-            uint8_t e[4];
-            unsigned len = EncodeUnicode(tgt, utf8Source ? DecodeUtf8(s, n) : DecodeTree(src, s, n), e);
-            if (singleTarget) len = 1;
-            if (ptrdiff_t(len) > outEnd - d) break;
-            PutBytes(d, e, len);
-            s += n;
+            // Otherwise a run of them, one after another.
+            if (!RunLong(src, tgt, m.fast, m.pairs, s, end, d, outEnd)) break;
         }
     }
     in = s;
     out = d;
+}
+
+// A stateful source into a target without shift states: shift bytes set the
+// state and are not converted, and the character after a shift byte is taken
+// whatever its value.  Stops before a character it cannot finish (cut off by
+// the end of the input, or not fitting in the output) and before a shift
+// byte that ends the input, leaving both, with the shift byte before them,
+// to the caller's own per-character walk; state is the source state at in.
+inline void RunShiftedSource(const Codeset &src, const Codeset &tgt, uint8_t &state, const uint8_t *&in,
+                             const uint8_t *end, uint8_t *&out, const uint8_t *outEnd) {
+    const Decoder dec(src);
+    const Encoder enc(tgt);
+    const uint8_t so = src.shiftOut(), si = src.shiftIn();
+    const unsigned wide = src.maxBytes();
+    const uint8_t *s = in;
+    uint8_t *d = out;
+    uint8_t st = state;
+    while (s != end) {
+        const uint8_t *p = s;
+        uint8_t next = st;
+        if (*p == so || *p == si) {
+            next = *p == so;
+            if (++p == end) break;
+        }
+        // p is a character in state next, whatever its value.
+        const unsigned n = next ? wide : 1u;
+        if (ptrdiff_t(n) > end - p) break;
+        if (!enc.put(dec.decode(p, n), d, outEnd)) break;
+        s = p + n;
+        st = next;
+        // Then the characters up to the next shift byte, with no state to
+        // look at: two bytes each in the double-byte state, one otherwise.
+        if (st && wide == 2) {
+            while (end - s >= 2 && *s != so && *s != si) {
+                if (!enc.put(dec.decode(s, 2), d, outEnd)) goto done;
+                s += 2;
+            }
+        } else if (!st) {
+            while (s != end && *s != so && *s != si) {
+                if (!enc.put(dec.one(*s), d, outEnd)) goto done;
+                ++s;
+            }
+        }
+    }
+done:
+    in = s;
+    out = d;
+    state = st;
 }
 
 // ---------------------------------------------------------------------------
@@ -385,6 +671,16 @@ inline void Bulk(MbReader &r, MbWriter &w) {
     if (!r.map || w.o.chars) return;
     uint8_t *d = w.buf + w.at;
     RunMap<true>(*r.map, r.cs, w.cs, r.p, r.end, d, w.buf + w.o.limit);
+    w.at = int32_t(d - w.buf);
+}
+
+// A stateful source into a target without shift states, by bytes: runs of
+// characters go through the shifted-source loop, which leaves the reader's
+// edge cases (a cut character, a shift byte at the end) to next().
+inline void Bulk(ShiftMbReader &r, MbWriter &w) {
+    if (w.o.chars) return;
+    uint8_t *d = w.buf + w.at;
+    RunShiftedSource(r.cs, w.cs, r.state, r.p, r.end, d, w.buf + w.o.limit);
     w.at = int32_t(d - w.buf);
 }
 
