@@ -163,41 +163,12 @@ struct Encoder {
           substitution(cs.substitution()), utf8(cs.utf8()), single(cs.maxBytes() == 1) {}
 
     // EncodeToWchar for a codeset that is not UTF-8.
-    LXWchar packed(uint16_t u) const {
-        using layout::rd16;
-        const uint8_t *e = pages + layout::cs::kPageSize * (u >> 8);
-        const uint8_t lo = uint8_t(u);
-        if (lo < e[2] || lo > e[3]) return substitution;
-        const unsigned i = lo & e[1];
-        const uint8_t *first = area1 + rd16(e + 4);
-        switch (e[0]) {
-        case 0: return first[i];
-        case 1: return rd16(first + 2 * i);
-        case 2: return LXWchar(area2[rd16(e + 6) + i]) << 16 | rd16(first + 2 * i);
-        case 3: return LXWchar(rd16(area2 + rd16(e + 6) + 2 * i)) << 16 | rd16(first + 2 * i);
-        case 4: return LXWchar(area2[rd16(e + 6) + i]) << 8 | first[i];
-        default: return substitution;
-        }
-    }
+    LXWchar packed(uint16_t u) const { return PageLookup(pages, area1, area2, substitution, u); }
 
     // The bytes of u at out (room for 4), as EncodeUnicode writes them and
     // cut to one for a single-byte target; returns their count.
     unsigned encode(uint16_t u, uint8_t *out) const {
-        if (utf8) {
-            if (u < 0x80) {
-                out[0] = uint8_t(u);
-                return 1;
-            }
-            if (u < 0x800) {
-                out[0] = uint8_t(0xC0 | (u >> 6));
-                out[1] = uint8_t(0x80 | (u & 0x3F));
-                return 2;
-            }
-            out[0] = uint8_t(0xE0 | (u >> 12));
-            out[1] = uint8_t(0x80 | ((u >> 6) & 0x3F));
-            out[2] = uint8_t(0x80 | (u & 0x3F));
-            return 3;
-        }
+        if (utf8) return EncodeUtf8(u, out);
         const LXWchar wc = packed(u);
         if (wc < 0x10000) {
             // The common case, one or two bytes, without UnpackWchar's tests.
@@ -269,20 +240,7 @@ inline bool RunLongAt(const Codeset &src, const Codeset &tgt, const uint8_t *fas
             // after another, with room for any encoding.
             if (enc.utf8) {
                 while (end - s >= 2 && outEnd - d >= 4 && dec.length[*s] == 2) {
-                    const unsigned u = dec.walk2(s);
-                    if (u < 0x80) {
-                        d[0] = uint8_t(u);
-                        d += 1;
-                    } else if (u < 0x800) {
-                        d[0] = uint8_t(0xC0 | (u >> 6));
-                        d[1] = uint8_t(0x80 | (u & 0x3F));
-                        d += 2;
-                    } else {
-                        d[0] = uint8_t(0xE0 | (u >> 12));
-                        d[1] = uint8_t(0x80 | ((u >> 6) & 0x3F));
-                        d[2] = uint8_t(0x80 | (u & 0x3F));
-                        d += 3;
-                    }
+                    d += EncodeUtf8(uint16_t(dec.walk2(s)), d);
                     s += 2;
                 }
             } else {

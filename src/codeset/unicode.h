@@ -75,51 +75,61 @@ inline uint16_t DecodeWchar(const Codeset &cs, LXWchar wc) {
     return DecodeMb(cs, b, UnpackWchar(wc, b));
 }
 
+// The UTF-8 bytes of u at out (room for 3); returns their count.
+inline unsigned EncodeUtf8(uint16_t u, uint8_t *out) {
+    if (u < 0x80) {
+        out[0] = uint8_t(u);
+        return 1;
+    }
+    if (u < 0x800) {
+        out[0] = uint8_t(0xC0 | (u >> 6));
+        out[1] = uint8_t(0x80 | (u & 0x3F));
+        return 2;
+    }
+    out[0] = uint8_t(0xE0 | (u >> 12));
+    out[1] = uint8_t(0x80 | ((u >> 6) & 0x3F));
+    out[2] = uint8_t(0x80 | (u & 0x3F));
+    return 3;
+}
+
+// The packed code of u through the page table and data areas (tables 2 and
+// 3) of a codeset that is not UTF-8.  Takes the pointers rather than the
+// Codeset so that conversion loops can keep them in registers.
+inline LXWchar PageLookup(const uint8_t *pages, const uint8_t *area1, const uint8_t *area2,
+                          uint8_t substitution, uint16_t u) {
+    using layout::rd16;
+    const uint8_t *e = pages + layout::cs::kPageSize * (u >> 8);
+    const uint8_t lo = uint8_t(u);
+    if (lo < e[2] || lo > e[3]) return substitution;
+    const unsigned i = lo & e[1];
+    const uint8_t *first = area1 + rd16(e + 4);
+    switch (e[0]) {
+    case 0: return first[i];
+    case 1: return rd16(first + 2 * i);
+    case 2: return LXWchar(area2[rd16(e + 6) + i]) << 16 | rd16(first + 2 * i);
+    case 3: return LXWchar(rd16(area2 + rd16(e + 6) + 2 * i)) << 16 | rd16(first + 2 * i);
+    case 4: return LXWchar(area2[rd16(e + 6) + i]) << 8 | first[i];
+    default: return substitution;
+    }
+}
+
 // The packed codeset code of u (the form the W converters produce).  UTF-8
 // is computed; other codesets read the page entry of u's high byte and its
 // data areas.  A low byte outside the page's range, or a page kind above 4,
 // gives the substitution byte.
 inline LXWchar EncodeToWchar(const Codeset &cs, uint16_t u) {
     if (cs.utf8()) {
-        if (u < 0x80) return u;
-        if (u < 0x800) return LXWchar(0xC0 | (u >> 6)) << 8 | (0x80 | (u & 0x3F));
-        return LXWchar(0xE0 | (u >> 12)) << 16 | LXWchar(0x80 | ((u >> 6) & 0x3F)) << 8 | (0x80 | (u & 0x3F));
+        uint8_t b[3];
+        return PackBytes(b, EncodeUtf8(u, b));
     }
-    using layout::rd16;
-    const uint8_t *e = cs.page(uint8_t(u >> 8));
-    const uint8_t lo = uint8_t(u);
-    if (lo < e[2] || lo > e[3]) return cs.substitution();
-    const unsigned i = lo & e[1];
-    const uint8_t *first = cs.area1 + rd16(e + 4);
-    switch (e[0]) {
-    case 0: return first[i];
-    case 1: return rd16(first + 2 * i);
-    case 2: return LXWchar(cs.area2[rd16(e + 6) + i]) << 16 | rd16(first + 2 * i);
-    case 3: return LXWchar(rd16(cs.area2 + rd16(e + 6) + 2 * i)) << 16 | rd16(first + 2 * i);
-    case 4: return LXWchar(cs.area2[rd16(e + 6) + i]) << 8 | first[i];
-    default: return cs.substitution();
-    }
+    return PageLookup(cs.desc + layout::cs::kPages, cs.area1, cs.area2, cs.substitution(), u);
 }
 
 // The bytes of u in the codeset, written at out (room for 4); returns their
 // count, 1 to 4.  Zero bytes inside a packed code are dropped as UnpackWchar
 // drops them.
 inline unsigned EncodeUnicode(const Codeset &cs, uint16_t u, uint8_t *out) {
-    if (cs.utf8()) {
-        if (u < 0x80) {
-            out[0] = uint8_t(u);
-            return 1;
-        }
-        if (u < 0x800) {
-            out[0] = uint8_t(0xC0 | (u >> 6));
-            out[1] = uint8_t(0x80 | (u & 0x3F));
-            return 2;
-        }
-        out[0] = uint8_t(0xE0 | (u >> 12));
-        out[1] = uint8_t(0x80 | ((u >> 6) & 0x3F));
-        out[2] = uint8_t(0x80 | (u & 0x3F));
-        return 3;
-    }
+    if (cs.utf8()) return EncodeUtf8(u, out);
     return UnpackWchar(EncodeToWchar(cs, u), out);
 }
 
