@@ -437,6 +437,149 @@ LX_API int32_t LXWideToMbEx(LXLocale *handle, unsigned char *buf, LXState state,
                             const LXWchar *wstr, int32_t wlen, uint32_t flags);
 
 /* ------------------------------------------------------------------------
+ * Character types
+ *
+ * Every character has one 32-bit type word of three fields: class (bits
+ * 0-9, LX_C_*), direction (bits 10-21, one bit) and script and width (bits
+ * 22-31).  item selects the field, LX_CTYPE_CLASS, LX_CTYPE_DIRECTION or
+ * LX_CTYPE_SCRIPT, and the field is returned shifted down to bit 0.  Another
+ * item gives error 2 and the class field.
+ * ------------------------------------------------------------------------ */
+
+/* The type of the multibyte character at str. */
+LX_API int32_t LXGetCharType(LXLocale *handle, const unsigned char *str, uint32_t item);
+
+/* As LXGetCharType in state; a leading shift byte is obeyed and skipped. */
+LX_API int32_t LXGetCharTypeEx(LXLocale *handle, const unsigned char *str, LXState state, uint32_t item);
+
+/* The type of a packed character. */
+LX_API int32_t LXGetCharTypeW(LXLocale *handle, LXWchar wc, uint32_t item);
+
+/* The type of a Unicode value, from the library's built-in tables; no codeset
+ * data is read. */
+LX_API int32_t LXGetCharTypeU(LXLocale *handle, LXUchar uc, uint32_t item);
+
+/* ------------------------------------------------------------------------
+ * String functions
+ *
+ * Locale-aware counterparts of the C string functions in four forms:
+ * multibyte (LXStr...), multibyte with caller-held shift states (...Ex), UCS-2
+ * (...U) and packed wide characters (LXWcs...).  A multibyte function never
+ * splits a character: matches, copies and cuts fall on character boundaries
+ * of the locale's codeset.  A negative length means up to the terminator;
+ * with LX_LEN_CHARS (multibyte forms) lengths and results count characters.
+ * Every function sets the handle's error field: 0, 2 for flags it does not
+ * accept, 20 when a case-insensitive comparison cannot get its buffers.
+ * ------------------------------------------------------------------------ */
+
+/* Appends whole characters of src to the NUL-terminated dst; returns dst's
+ * length after the append, counting a written terminator.  srclen < 0
+ * appends all of src and its NUL; otherwise a NUL only with LX_TERMINATE.
+ * Flags outside LX_LEN_CHARS | LX_TERMINATE: -1, error 2. */
+LX_API int32_t LXStrcat(LXLocale *handle, unsigned char *dst, const unsigned char *src, int32_t srclen,
+                        uint32_t flags);
+LX_API int32_t LXStrcatEx(LXLocale *handle, unsigned char *dst, LXState dststate, const unsigned char *src,
+                          LXState srcstate, int32_t srclen, uint32_t flags);
+LX_API int32_t LXStrcatU(LXLocale *handle, LXUchar *dst, const LXUchar *src, int32_t srclen, uint32_t flags);
+LX_API int32_t LXWcscat(LXLocale *handle, LXWchar *dst, const LXWchar *src, int32_t srclen, uint32_t flags);
+
+/* The first (LX_REVERSE: last) character of s equal to the character at ch,
+ * or null.  len < 0 searches strlen(s) + 1 bytes, so the NUL can be found. */
+LX_API unsigned char *LXStrchr(LXLocale *handle, const unsigned char *s, int32_t len, const unsigned char *ch,
+                               uint32_t flags);
+LX_API unsigned char *LXStrchrEx(LXLocale *handle, const unsigned char *s, LXState state, int32_t len,
+                                 const unsigned char *ch, LXState chstate, LXState *state_out, uint32_t flags);
+LX_API LXUchar *LXStrchrU(LXLocale *handle, const LXUchar *s, int32_t len, LXUchar ch, uint32_t flags);
+LX_API LXWchar *LXWcschr(LXLocale *handle, const LXWchar *s, int32_t len, LXWchar ch, uint32_t flags);
+
+/* Byte-wise comparison (not collation): negative, zero or positive; a proper
+ * prefix sorts first.  LX_IGNORECASE compares the upper-case mappings. */
+LX_API int32_t LXStrcmp(LXLocale *handle, const unsigned char *s1, int32_t len1, const unsigned char *s2,
+                        int32_t len2, uint32_t flags);
+LX_API int32_t LXStrcmpEx(LXLocale *handle, const unsigned char *s1, LXState state1, int32_t len1,
+                          const unsigned char *s2, LXState state2, int32_t len2, uint32_t flags);
+LX_API int32_t LXStrcmpU(LXLocale *handle, const LXUchar *s1, int32_t len1, const LXUchar *s2, int32_t len2,
+                         uint32_t flags);
+LX_API int32_t LXWcscmp(LXLocale *handle, const LXWchar *s1, int32_t len1, const LXWchar *s2, int32_t len2,
+                        uint32_t flags);
+
+/* Copies the whole characters of src that fit in dstsize; returns the count
+ * copied.  srclen < 0 copies the NUL too when it fits; no NUL is added.  Bad
+ * flags: -1, error 2. */
+LX_API int32_t LXStrcpy(LXLocale *handle, unsigned char *dst, int32_t dstsize, const unsigned char *src,
+                        int32_t srclen, uint32_t flags);
+LX_API int32_t LXStrcpyEx(LXLocale *handle, unsigned char *dst, LXState dststate, int32_t dstsize,
+                          const unsigned char *src, LXState srcstate, int32_t srclen, uint32_t flags);
+LX_API int32_t LXStrcpyU(LXLocale *handle, LXUchar *dst, int32_t dstsize, const LXUchar *src, int32_t srclen);
+LX_API int32_t LXWcscpy(LXLocale *handle, LXWchar *dst, int32_t dstsize, const LXWchar *src, int32_t srclen);
+
+/* Length of the leading part of s with no character of set (cspn) or made
+ * only of characters of set (spn). */
+LX_API int32_t LXStrcspn(LXLocale *handle, const unsigned char *s, int32_t len, const unsigned char *set,
+                         int32_t setlen, uint32_t flags);
+LX_API int32_t LXStrcspnEx(LXLocale *handle, const unsigned char *s, LXState state, int32_t len,
+                           const unsigned char *set, LXState setstate, int32_t setlen, uint32_t flags);
+LX_API int32_t LXStrcspnU(LXLocale *handle, const LXUchar *s, int32_t len, const LXUchar *set, int32_t setlen);
+LX_API int32_t LXWcscspn(LXLocale *handle, const LXWchar *s, int32_t len, const LXWchar *set, int32_t setlen);
+LX_API int32_t LXStrspn(LXLocale *handle, const unsigned char *s, int32_t len, const unsigned char *set,
+                        int32_t setlen, uint32_t flags);
+LX_API int32_t LXStrspnEx(LXLocale *handle, const unsigned char *s, LXState state, int32_t len,
+                          const unsigned char *set, LXState setstate, int32_t setlen, uint32_t flags);
+LX_API int32_t LXStrspnU(LXLocale *handle, const LXUchar *s, int32_t len, const LXUchar *set, int32_t setlen);
+LX_API int32_t LXWcsspn(LXLocale *handle, const LXWchar *s, int32_t len, const LXWchar *set, int32_t setlen);
+
+/* The first occurrence of sub in s that starts on a character boundary, or
+ * null; an empty sub gives s. */
+LX_API unsigned char *LXStrstr(LXLocale *handle, const unsigned char *s, int32_t len, const unsigned char *sub,
+                               int32_t sublen, uint32_t flags);
+LX_API unsigned char *LXStrstrEx(LXLocale *handle, const unsigned char *s, LXState state, int32_t len,
+                                 const unsigned char *sub, LXState substate, int32_t sublen, LXState *state_out,
+                                 uint32_t flags);
+LX_API LXUchar *LXStrstrU(LXLocale *handle, const LXUchar *s, int32_t len, const LXUchar *sub, int32_t sublen);
+LX_API LXWchar *LXWcsstr(LXLocale *handle, const LXWchar *s, int32_t len, const LXWchar *sub, int32_t sublen);
+
+/* The next token of s, or null.  No hidden position: *len_inout holds the
+ * length left and *next_out where the next call starts (null at the end).
+ * The delimiter ending the token is overwritten with NULs. */
+LX_API unsigned char *LXStrtok(LXLocale *handle, unsigned char *s, int32_t *len_inout, const unsigned char *delims,
+                               int32_t dlen, unsigned char **next_out, uint32_t flags);
+/* As LXStrtok without writing into s: the token is copied into buf (one
+ * byte kept for the NUL) and its length returned; *next_state_out gets the
+ * state after the delimiter. */
+LX_API int32_t LXStrtokEx(LXLocale *handle, unsigned char *buf, LXState bufstate, int32_t bufsize,
+                          const unsigned char *s, LXState state, int32_t *len_inout, const unsigned char *delims,
+                          LXState delimstate, int32_t dlen, const unsigned char **next_out,
+                          LXState *next_state_out, uint32_t flags);
+LX_API LXUchar *LXStrtokU(LXLocale *handle, LXUchar *s, int32_t *len_inout, const LXUchar *delims, int32_t dlen,
+                          LXUchar **next_out);
+LX_API LXWchar *LXWcstok(LXLocale *handle, LXWchar *s, int32_t *len_inout, const LXWchar *delims, int32_t dlen,
+                         LXWchar **next_out);
+
+/* Units (elements) before the terminating 0. */
+LX_API int32_t LXStrlenU(LXLocale *handle, const LXUchar *s);
+LX_API int32_t LXWcslen(LXLocale *handle, const LXWchar *s);
+
+/* ------------------------------------------------------------------------
+ * String mapping
+ *
+ * kind: LX_MAP_UPPER or LX_MAP_LOWER (plus LX_MAP_NOSPECIAL to skip the
+ * language's special rules), LX_MAP_FULLWIDTH, LX_MAP_HALFWIDTH,
+ * LX_MAP_DIGITS, LX_MAP_NONE or 0 (copy), and LX_LEN_CHARS in the multibyte
+ * forms.  Another kind gives error 2 and -1.  A negative srclen maps the
+ * terminator too.  Output stops before a character that does not fit in
+ * dstsize; the count written is returned.
+ * ------------------------------------------------------------------------ */
+
+LX_API int32_t LXMapString(LXLocale *handle, unsigned char *dst, int32_t dstsize, const unsigned char *src,
+                           int32_t srclen, uint32_t kind);
+LX_API int32_t LXMapStringEx(LXLocale *handle, unsigned char *dst, LXState dststate, int32_t dstsize,
+                             const unsigned char *src, LXState srcstate, int32_t srclen, uint32_t kind);
+LX_API int32_t LXMapStringU(LXLocale *handle, LXUchar *dst, int32_t dstsize, const LXUchar *src, int32_t srclen,
+                            uint32_t kind);
+LX_API int32_t LXMapStringW(LXLocale *handle, LXWchar *dst, int32_t dstsize, const LXWchar *src, int32_t srclen,
+                            uint32_t kind);
+
+/* ------------------------------------------------------------------------
  * Conversion
  *
  * Between two locales' codesets, and between a codeset and Unicode, always
