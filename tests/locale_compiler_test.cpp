@@ -20,6 +20,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "frame/state.h"
@@ -399,7 +400,12 @@ Parsed Parse(const std::string &text) {
                 i = end;
             }
         }
-        if (!keyword.empty()) p.values[keyword] = vals;
+        // A keyword that repeats (the case rules) collects the values of all
+        // its statements.
+        if (!keyword.empty()) {
+            std::vector<std::u16string> &slot = p.values[keyword];
+            slot.insert(slot.end(), vals.begin(), vals.end());
+        }
     }
     return p;
 }
@@ -486,9 +492,22 @@ TEST(LocaleSources, EveryLanguageCompilesToWhatItsSourceSays) {
             EXPECT_TRUE(!l.distinct || std::set<std::u16string>(v.begin(), v.begin() + named).size() == named)
                 << l.keyword << " names repeat";
         }
-        // No case rules yet: both rule tables are empty at the table's end.
-        for (uint32_t f : {la::kUpperRuleCount, la::kLowerRuleCount}) EXPECT_EQ(U16(t, f), 0u);
-        for (uint32_t f : {la::kUpperRules, la::kLowerRules}) EXPECT_EQ(U16(t, f), t.size());
+        // The case rules, upper then lower, laid after the strings in the
+        // order of the source, and nothing after them.
+        size_t at = U16(t, la::kStringsEnd);
+        for (const auto &[keyword, count, offset] : {std::tuple{"upper-rule", la::kUpperRuleCount, la::kUpperRules},
+                                                      {"lower-rule", la::kLowerRuleCount, la::kLowerRules}}) {
+            const auto it = src.values.find(keyword);
+            const std::vector<std::u16string> v = it == src.values.end() ? std::vector<std::u16string>{} : it->second;
+            EXPECT_EQ(U16(t, count) * 4u, v.size()) << keyword;
+            EXPECT_EQ(U16(t, offset), at) << keyword;
+            for (const std::u16string &value : v) {
+                const std::string w(value.begin(), value.end());
+                EXPECT_EQ(U16(t, uint32_t(at)), w == "0" ? 0u : std::stoul(w.substr(2), nullptr, 16)) << keyword;
+                at += 2;
+            }
+        }
+        EXPECT_EQ(at, t.size());
     });
 }
 

@@ -26,6 +26,8 @@ What is written, and from where:
   grouping (posix_grouping), currency placement (posix_flag,
   posix_sign_position), separators (one_character, other_separator), and
   time pictures (PosixPicture).
+- A language's case rules come from Unicode's SpecialCasing.txt (Debian's
+  unicode-data) and the language's entry in CASE_RULES (case_rules).
 - Hand corrections live in OVERRIDES, each with its reason; nothing else is
   edited by hand.
 
@@ -348,6 +350,140 @@ PLAIN_FRACTION_DIGITS = 2
 # nothing to say about them, so every territory keeps the built-in values.
 TERRITORY_FLAGS = {"territory-flag-0": 1, "territory-flag-5": 1, "territory-flag-6": 1,
                    "territory-value": 0}
+
+# ---------------------------------------------------------------------------
+# Case rules: the one- and two-character upper- and lower-case rules of a
+# language part (docs/mapping.md). They come from Unicode's SpecialCasing.txt
+# and from a few rules of the language's own orthography; each language names
+# what it takes.
+#
+#   specials   unconditional rows of SpecialCasing.txt, by code point: only
+#              letters of the language's own alphabet, so that languages that
+#              do not write them keep the plain mapping (and the fast
+#              case-insensitive comparison that goes with having no rules)
+#   tag        the rows of SpecialCasing.txt for that language tag
+#   soft       lt: the soft-dotted letters of the alphabet, whose combining
+#              dot above (U+0307) upper-casing removes
+#   upper      rules of the orthography that SpecialCasing.txt does not hold
+#   greek      upper-casing drops the tonos (see greek_upper_rules)
+#
+# A mapping a rule cannot express (a result of three characters, or a
+# condition on the text around the character) is written into the language
+# file as a comment, so that each file says what it lacks.
+
+SPECIAL_CASING = ["/usr/share/unicode/SpecialCasing.txt",       # Debian's unicode-data
+                  "/usr/share/perl/5.36.0/unicore/SpecialCasing.txt"]
+
+CASE_RULES = {
+    "German": {"specials": [0x00DF]},                     # ß -> SS
+    "Afrikaans": {"specials": [0x0149]},                  # ŉ -> ʼN
+    "Turkish": {"tag": "tr"},                             # i -> İ, I -> ı, İ -> i
+    "Lithuanian": {"tag": "lt", "soft": [0x0069, 0x006A, 0x012F]},
+    "Dutch": {"upper": [(0x0069, 0x006A, 0x0049, 0x004A)]},   # ij -> IJ as one letter
+    "Greek": {"greek": True},
+}
+
+# Conditions of SpecialCasing.txt that a one-character rule keeps the sense
+# of when the condition is dropped: I lowers to ı except before U+0307, and
+# without the condition I + U+0307 lowers to ı + U+0307.
+DROPPABLE_CONDITIONS = {"Not_Before_Dot"}
+
+
+def special_casing_rows():
+    """[(code, lower, upper, conditions)] of SpecialCasing.txt, the mappings
+    as lists of code points and the conditions as a list of words."""
+    for path in SPECIAL_CASING:
+        if os.path.exists(path):
+            break
+    else:
+        raise SourceError("SpecialCasing.txt not found (install Debian's unicode-data): "
+                          + ", ".join(SPECIAL_CASING))
+    rows = []
+    with open(path, encoding="utf-8") as f:
+        for line in f:
+            fields = [x.strip() for x in line.split("#", 1)[0].split(";")]
+            if len(fields) < 5:
+                continue
+            code = int(fields[0], 16)
+            lower, upper = ([int(x, 16) for x in fields[i].split()] for i in (1, 3))
+            rows.append((code, lower, upper, fields[4].split()))
+    return rows
+
+
+def u(c):
+    return f"U+{c:04X}"
+
+
+def greek_upper_rules():
+    """Upper-casing Greek drops the tonos, as modern Greek writes capitals:
+    ά -> Α, and Ά -> Α too; ΐ keeps its dialytika (-> Ϊ). One rule for every
+    monotonic letter with the tonos (U+0386 to U+03CE)."""
+    rules = []
+    for c in range(0x0386, 0x03CF):
+        d = unicodedata.normalize("NFD", chr(c))
+        if len(d) < 2 or "\u0301" not in d[1:] or not 0x0391 <= ord(d[0].upper()) <= 0x03A9:
+            continue
+        rest = "".join(m for m in d[1:] if m != "\u0301")
+        result = unicodedata.normalize("NFC", d[0].upper() + rest)
+        rules.append(("upper", c, 0, [ord(x) for x in result], "tonos dropped"))
+    return rules
+
+
+def case_rules(language, rows):
+    """([(kind, from1, from2, [to...], note)], [comment]) for a language."""
+    spec = CASE_RULES.get(language, {})
+    rules, lacking = [], []
+
+    def take(kind, code, to, note):
+        if to == [code]:
+            return
+        if len(to) > 2:
+            lacking.append(f"{kind} {u(code)} -> {' '.join(u(c) for c in to)}: three characters")
+        else:
+            rules.append((kind, code, 0, to, note))
+
+    for code, lower, upper, cond in rows:
+        tag = cond[0] if cond and cond[0].islower() else None
+        context = [c for c in cond if not c.islower()]
+        if tag is None and not context and code in spec.get("specials", []):
+            take("upper", code, upper, "SpecialCasing")
+            take("lower", code, lower, "SpecialCasing")
+        if tag is None or tag != spec.get("tag"):
+            continue
+        for kind, to in (("lower", lower), ("upper", upper)):
+            if to == [code]:
+                continue
+            if "After_Soft_Dotted" in context and not to:
+                for s in spec.get("soft", []):
+                    rules.append((kind, s, code, [ord(chr(s).upper())], "dot above dropped"))
+            elif all(c in DROPPABLE_CONDITIONS for c in context):
+                take(kind, code, to, "SpecialCasing " + " ".join(cond))
+            else:
+                shown = " ".join(u(c) for c in to) or "nothing"
+                lacking.append(f"{kind} {u(code)} -> {shown} only {' '.join(context)}: "
+                               "depends on the text around it")
+    for from1, from2, to1, to2 in spec.get("upper", []):
+        rules.append(("upper", from1, from2, [to1, to2], "one letter"))
+    if spec.get("greek"):
+        rules += greek_upper_rules()
+    return rules, lacking
+
+
+def case_rule_lines(language, rows):
+    rules, lacking = case_rules(language, rows)
+    if not rules and not lacking:
+        return []
+    lines = [""]
+    for kind in ("upper", "lower"):
+        for _, from1, from2, to, note in (r for r in rules if r[0] == kind):
+            to = to + [0] * (2 - len(to))
+            values = " ".join(u(c) if c else "0" for c in (from1, from2, *to))
+            text = "".join(chr(c) for c in (from1, from2) if c) + " -> " + \
+                "".join(chr(c) for c in to if c)
+            lines.append(f"{kind}-rule {values:<27} # {quote(text)[1:-1]}, {note}")
+    lines += [f"# not expressible: {x}" for x in lacking]
+    return lines
+
 
 # ---------------------------------------------------------------------------
 # Hand corrections: (kind, part name) -> {keyword: value}, each with its
@@ -1280,7 +1416,7 @@ def header(source, applied):
     return lines
 
 
-def language_text(lang, territories, values, source, applied):
+def language_text(lang, territories, values, source, applied, casing):
     _, _, abbrev, display = LANGUAGE_INFO[lang.name]
     terr = territories[lang.territory]
     cname, cnumber = lang.codeset
@@ -1300,6 +1436,7 @@ def language_text(lang, territories, values, source, applied):
         lines.append(f"{key:<10} " + " ".join(quote(v) for v in values[key]))
     lines.append(f"{'am':<10} {quote(values['am'])}")
     lines.append(f"{'pm':<10} {quote(values['pm'])}")
+    lines += case_rule_lines(lang.name, casing)
     return "\n".join(lines) + "\n"
 
 
@@ -1344,6 +1481,7 @@ def build():
         if len(name) > 35 or any(c in name for c in "_.@ "):
             raise SourceError(f"part name {name!r} breaks the naming rules")
     posix = PosixSources()
+    casing = special_casing_rows()
     icu = None
     files = {}
     for lang in sorted(languages.values(), key=lambda p: p.number):
@@ -1355,7 +1493,7 @@ def build():
         check_ucs2(values, lang.name)
         applied = apply_overrides("language", lang.name, values)
         files[os.path.join(LANGUAGE_DIR, file_name(lang.name))] = \
-            language_text(lang, territories, values, source, applied)
+            language_text(lang, territories, values, source, applied, casing)
     for terr in sorted(territories.values(), key=lambda p: p.number):
         if posix.exists(terr.locale):
             values, source = posix_territory(posix, terr.locale), f"posix:{terr.locale}"
