@@ -45,6 +45,15 @@ void FillPairs(Utf8Pairs &p, const Codeset &tgt, unsigned lead) {
     p.ready[lead] = true;
 }
 
+void FillPages(Utf8Pairs &p, const Codeset &tgt) {
+    for (unsigned high = 0; high < 256; ++high) {
+        const uint8_t *pe = tgt.page(uint8_t(high));
+        const bool whole = pe[0] == 1 && pe[1] == 0xFF && pe[2] == 0 && pe[3] == 0xFF;
+        p.page[high] = whole ? layout::rd16(pe + 4) : kNoPage;
+    }
+    p.pagesReady = true;
+}
+
 }  // namespace conv
 
 namespace {

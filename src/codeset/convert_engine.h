@@ -30,14 +30,26 @@ namespace lorvex::conv {
 // UTF-8 characters of two bytes (U+0080-U+07FF) to target bytes, for a UTF-8
 // source.  Each lead byte's 64 values are worked out when the text first uses
 // that lead, so that a text in one script pays for one or two rows only.
+//
+// For a multibyte target it also keeps, by high byte, where in the first data
+// area each whole page of two-byte codes starts (a page of kind 1 that covers
+// all 256 low bytes, as the pages of ideographs do), so that a three-byte
+// character is one read away from its code; kNoPage for other pages.
 struct Utf8Pairs {
     uint8_t bytes[2048][4];
     uint8_t length[2048];
     bool ready[32];  // by lead byte & 0x1F
+    bool pagesReady;
+    uint32_t page[256];
 };
+inline constexpr uint32_t kNoPage = 0xFFFFFFFFu;
 
-inline void ClearPairs(Utf8Pairs &p) { std::memset(p.ready, 0, sizeof p.ready); }
+inline void ClearPairs(Utf8Pairs &p) {
+    std::memset(p.ready, 0, sizeof p.ready);
+    p.pagesReady = false;
+}
 void FillPairs(Utf8Pairs &p, const Codeset &tgt, unsigned lead);
+void FillPages(Utf8Pairs &p, const Codeset &tgt);
 
 struct ByteMap {
     uint8_t bytes[256][4];  // target bytes of the one-byte source character b
@@ -212,18 +224,26 @@ inline bool RunLongAt(const Codeset &src, const Codeset &tgt, const uint8_t *fas
     // UTF-8 into a double-byte codeset: most such text is three-byte
     // characters whose page holds two-byte codes (kind 1), and those are
     // decoded and looked up directly, without the general path's tests.
-    bool utf8ToTable = dec.utf8 && !enc.utf8 && !enc.single;
+    bool utf8ToTable = pairs && !enc.utf8 && !enc.single;
     for (unsigned lead = 0xE0; utf8ToTable && lead < 0xF0; ++lead)
         if (dec.length[lead] != 3) utf8ToTable = false;
+    if (utf8ToTable && !pairs->pagesReady) FillPages(*pairs, tgt);
     uint8_t b = *s;
     do {
         if (utf8ToTable) {
+            const uint32_t *const page = pairs->page;
             while (end - s >= 3 && outEnd - d >= 2 && (*s & 0xF0) == 0xE0) {
                 const unsigned u = (*s & 0x0Fu) << 12 | (s[1] & 0x3Fu) << 6 | (s[2] & 0x3Fu);
-                const uint8_t *pe = enc.pages + layout::cs::kPageSize * (u >> 8);
                 const uint8_t lo = uint8_t(u);
-                if (pe[0] != 1 || lo < pe[2] || lo > pe[3]) break;
-                const unsigned v = layout::rd16(enc.area1 + layout::rd16(pe + 4) + 2 * (lo & pe[1]));
+                uint32_t at = page[u >> 8];
+                if (at == kNoPage) {
+                    const uint8_t *pe = enc.pages + layout::cs::kPageSize * (u >> 8);
+                    if (pe[0] != 1 || lo < pe[2] || lo > pe[3]) break;
+                    at = layout::rd16(pe + 4) + 2u * (lo & pe[1]);
+                } else {
+                    at += 2u * lo;
+                }
+                const unsigned v = layout::rd16(enc.area1 + at);
                 if (v > 0xFF) {
                     d[0] = uint8_t(v >> 8);
                     d[1] = uint8_t(v);
