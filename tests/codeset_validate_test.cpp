@@ -39,6 +39,15 @@ size_t NodeAt(const Part &p, std::vector<uint8_t> bytes) {
 }
 uint8_t *Page(Part &p, unsigned page) { return &p.tables[0][cs::kPages + cs::kPageSize * page]; }
 uint8_t *TypeTree(Part &p) { return &p.tables[0][rd16(&p.tables[0][cs::kTypeTree])]; }
+// The type tree node that the first byte of a character leads to.
+uint8_t *TypeLeaf(Part &p, uint8_t lead) {
+    uint8_t *root = TypeTree(p);
+    return root + cs::kTypeNodeSize * (rd16(root + 2) + (lead & root[1]));
+}
+uint16_t TypeRecordCount(const Part &p) {
+    const Bytes &t0 = p.tables[0];
+    return uint16_t((rd16(&t0[cs::kTypeRecordsEnd]) - rd16(&t0[cs::kTypeRecords])) / cs::kTypeRecordSize);
+}
 
 TEST(CodesetValidate, AcceptsTheBuiltinAndCompiledCodesets) {
     EXPECT_EQ(ValidateCodeset(builtin::kCodeset.data, builtin::kCodeset.size, nullptr, 0,
@@ -108,9 +117,11 @@ TEST(CodesetValidate, RefusesTablesALookupWouldLeave) {
          [](Part &p) { wr16(Page(p, 0x12) + 4, 0xFFFF), wr16(Page(p, 0x12) + 6, 0xFFFF); }, LX_OK},
         {"page kind 5 in UTF-8", kUtf8, [](Part &p) { Page(p, 0x00)[0] = 5; }, LX_ERR_IO},
         // Type tree, type records and the offsets of the variable data.
-        {"type record past the end", kDoubleByte, [](Part &p) { wr16(TypeTree(p) + 2, 1); }, LX_ERR_IO},
-        {"type leaf mask past the records", kDoubleByte, [](Part &p) { TypeTree(p)[1] = 0xFF; }, LX_ERR_IO},
-        {"type tree node pointing at itself", kStateful, [](Part &p) { TypeTree(p)[0] = 0; }, LX_ERR_IO},
+        {"type record past the end", kDoubleByte, [](Part &p) { wr16(TypeLeaf(p, 0x81) + 2, TypeRecordCount(p)); },
+         LX_ERR_IO},
+        {"type leaf mask past the records", kDoubleByte, [](Part &p) { TypeLeaf(p, 0x81)[1] = 0xFF; }, LX_ERR_IO},
+        {"type tree node pointing at itself", kStateful,
+         [](Part &p) { TypeTree(p)[1] = 0, wr16(TypeTree(p) + 2, 0); }, LX_ERR_IO},
         {"type records end past table 0", kDoubleByte,
          [](Part &p) { wr16(&p.tables[0][cs::kTypeRecordsEnd], uint16_t(p.tables[0].size() + 1)); }, LX_ERR_IO},
         {"type records before the tree", kDoubleByte,

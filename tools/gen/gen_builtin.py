@@ -7,15 +7,15 @@ Usage (from anywhere):  python3 tools/gen/gen_builtin.py [OUTPUT]
 
 Every offset comes from src/locale/layout.h, which this script parses, so
 the tables cannot drift from the layout the loader reads.  The output is a
-pure function of layout.h and this script: no dates, no host data.  The type
-words of ASCII are derived from the Unicode character database (unicodedata)
-through the class, direction and script rules below.
+pure function of layout.h, this script and the Unicode character data that
+gen_unicode.py reads: no dates, no host data.
 """
 
 import os
 import re
 import sys
-import unicodedata
+
+from gen_unicode import type_word
 
 ROOT = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
 LAYOUT_H = os.path.join(ROOT, "src", "locale", "layout.h")
@@ -156,71 +156,8 @@ def territory():
 # Codeset "US-ASCII": type words
 # --------------------------------------------------------------------------
 
-# Class field (bits 0-9).
-C_LETTER, C_UPPER, C_LOWER, C_DIGIT, C_XDIGIT = 0x001, 0x002, 0x004, 0x008, 0x010
-C_PUNCT, C_SPACE, C_BLANK, C_CNTRL, C_7BIT = 0x020, 0x040, 0x080, 0x100, 0x200
-# Direction field (bits 10-21), one bit per class.
-D_NONE, D_LTR, D_RTL, D_EN, D_ES, D_ET = 0x001, 0x002, 0x004, 0x008, 0x010, 0x020
-D_AN, D_CS, D_PARA, D_SEG, D_WS, D_ON = 0x040, 0x080, 0x100, 0x200, 0x400, 0x800
-# Script field (bits 22-31).
-S_SYMBOL, S_HALFWIDTH = 0x008, 0x040
-
-BIDI = {"L": D_LTR, "R": D_RTL, "AL": D_RTL, "EN": D_EN, "ES": D_ES, "ET": D_ET,
-        "AN": D_AN, "CS": D_CS, "S": D_SEG, "WS": D_WS, "ON": D_ON}
-# The library's separator classes for ASCII: "." and "/" separate European
-# numbers, "+" and "-" are terminators (they stand beside a number like "%"),
-# "," and ":" are common separators.  Current Unicode data classes some of
-# these differently, so they are fixed here.
-ASCII_DIRECTION = {".": D_ES, "/": D_ES, "+": D_ET, "-": D_ET, "#": D_ET, "$": D_ET,
-                   "%": D_ET, ",": D_CS, ":": D_CS}
-WHITE_SPACE = {0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x20, 0xA0}
-BLANK = {0x09, 0x20, 0xA0}
-
-
-def type_word(cp):
-    ch = chr(cp)
-    cat = unicodedata.category(ch)
-    cls = 0
-    if cat[0] == "L":
-        cls |= C_LETTER
-    if cat == "Lu":
-        cls |= C_UPPER
-    if cat == "Ll":
-        cls |= C_LOWER
-    if cat == "Nd":
-        cls |= C_DIGIT
-    if ch in "0123456789ABCDEFabcdef":
-        cls |= C_XDIGIT
-    if cat[0] in "PSM":
-        cls |= C_PUNCT
-    if cp in WHITE_SPACE:
-        cls |= C_SPACE
-    if cp in BLANK:
-        cls |= C_BLANK
-    if cat == "Cc":
-        cls |= C_CNTRL
-    if cp < 0x80:
-        cls |= C_7BIT
-
-    if cp == 0x09:
-        direction = D_SEG                   # tab separates segments
-    elif cat == "Cc":
-        # Other controls, line ends included, have no direction: the
-        # paragraph-separator class is kept for U+2028 and U+2029.
-        direction = D_NONE
-    elif ch in ASCII_DIRECTION:
-        direction = ASCII_DIRECTION[ch]
-    else:
-        direction = BIDI.get(unicodedata.bidirectional(ch), D_NONE)
-
-    script = 0
-    if 0x20 <= cp <= 0x7E:
-        script |= S_HALFWIDTH               # printable ASCII is half-width
-    if cls & (C_PUNCT | C_SPACE):
-        script |= S_SYMBOL                  # punctuation and white space are symbols
-    return cls | direction << 10 | script << 22
-
-
+# The type words of ASCII are the library's built-in Unicode type words,
+# derived once, by gen_unicode.py.
 # Whole type words the rules must reproduce.
 TYPE_EXAMPLES = {"A": 0x10000A13, "g": 0x10000A05, "0": 0x10002218, " ": 0x121002C0,
                  "\t": 0x020803C0}

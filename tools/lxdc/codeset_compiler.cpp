@@ -23,8 +23,10 @@
 #include <sstream>
 #include <vector>
 
+#include "codeset/unicode_tables.h"
 #include "codeset/validate.h"
 #include "locale/layout.h"
+#include "lorvex.h"
 
 namespace lxdc {
 
@@ -387,36 +389,235 @@ Bytes BuildDescription(const Source &src) {
     return t0;
 }
 
-// ---------------------------------------------------------------------------
-// CLASSIFICATION AND CASE.  The one place that decides the case tables, the
-// one-byte type words and the variable data (type tree and type records).
-// For now: case tables map every byte to itself, every type word is 0, and a
-// multibyte codeset gets the least valid type tree, one leaf with mask 0
-// whose single record (type word 0, delta 0) serves every character.  Filling
-// these from Unicode character data replaces this function alone; the
-// mappings it will need are in src.map.
-// ---------------------------------------------------------------------------
-void ClassifyCharacters(const Source &src, Bytes &t0) {
+// --- classification and case ----------------------------------------------
+//
+// A character's type word is the library's built-in type word of the
+// Unicode value it decodes to, and its case counterpart is the codeset
+// character of that value's built-in case mapping.  Classifying codeset text
+// and classifying Unicode therefore never disagree, and neither do the case
+// mappings of the two.
+//
+// One-byte characters fill the 256-entry tables.  Longer characters get a
+// type record each, reached through the type tree; since most of them share
+// a record (every ideograph is the same left-to-right letter without a case
+// counterpart), records are shared: a leaf picks the smallest mask under which
+// its characters still find their own record (mask 0 for a row of
+// ideographs), and its window of records is laid over records already
+// placed wherever they agree.  Positions that no character selects are free
+// for later windows: the bytes that reach them are no characters, and the
+// record they find is of no consequence.
+
+struct TypeRecordValue {
+    uint32_t type = 0;
+    uint32_t delta = 0;  // two's complement
+    bool operator==(const TypeRecordValue &) const = default;
+};
+
+class Classifier {
+public:
+    Classifier(const Source &src) {
+        for (const Mapping &m : src.map) {
+            if (m.encodes()) encoder_[m.unicode] = &m;
+            if (m.decodes()) decoded_[Key(m)] = m.unicode;
+        }
+    }
+
+    // The character that u encodes to, when it decodes back to u.
+    const Mapping *Character(uint16_t u) const {
+        auto e = encoder_.find(u);
+        if (e == encoder_.end()) return nullptr;
+        auto d = decoded_.find(Key(*e->second));
+        return d != decoded_.end() && d->second == u ? e->second : nullptr;
+    }
+
+    // m's counterpart of the given case, or null if it has none.
+    const Mapping *Counterpart(const Mapping &m, bool upper) const {
+        const uint16_t v = upper ? lorvex::ucd::Upper(m.unicode) : lorvex::ucd::Lower(m.unicode);
+        return v == m.unicode ? nullptr : Character(v);
+    }
+
+    TypeRecordValue Record(const Mapping &m) const {
+        TypeRecordValue r{lorvex::ucd::TypeWord(m.unicode), 0};
+        const bool upper = r.type & LX_C_UPPER, lower = r.type & LX_C_LOWER;
+        if (upper || lower)
+            if (const Mapping *c = Counterpart(m, lower)) r.delta = c->packed - m.packed;
+        return r;
+    }
+
+private:
+    static uint64_t Key(const Mapping &m) { return uint64_t(m.length) << 32 | m.packed; }
+    std::map<uint16_t, const Mapping *> encoder_;
+    std::map<uint64_t, uint16_t> decoded_;
+};
+
+// The type tree and its records, built depth first over the sorted
+// multibyte characters.
+class TypeTreeBuilder {
+public:
+    explicit TypeTreeBuilder(const Classifier &classifier) : classifier_(classifier) {
+        // Record 0 is "no character", where the filler leaves point.
+        records_.push_back({});
+        pinned_.push_back(true);
+    }
+
+    void Build(const std::vector<const Mapping *> &seqs) {
+        nodes_.push_back(kFiller);
+        if (!seqs.empty()) Node(0, seqs, 0, seqs.size(), 0);
+    }
+
+    Bytes Write() const {
+        Bytes out(nodes_.size() * cs::kTypeNodeSize + records_.size() * cs::kTypeRecordSize, 0);
+        for (size_t n = 0; n < nodes_.size(); ++n) {
+            uint8_t *p = &out[n * cs::kTypeNodeSize];
+            p[0] = nodes_[n].leaf;
+            p[1] = nodes_[n].mask;
+            wr16(p + 2, uint16_t(nodes_[n].base));
+        }
+        uint8_t *r = out.data() + nodes_.size() * cs::kTypeNodeSize;
+        for (size_t i = 0; i < records_.size(); ++i) {
+            wr32(r + i * cs::kTypeRecordSize, records_[i].type);
+            wr32(r + i * cs::kTypeRecordSize + 4, records_[i].delta);
+        }
+        return out;
+    }
+    size_t NodeCount() const { return nodes_.size(); }
+
+private:
+    struct TreeNode {
+        uint8_t leaf, mask;
+        uint32_t base;
+    };
+    // A leaf that sends every byte to record 0.
+    static constexpr TreeNode kFiller{1, 0, 0};
+    static constexpr uint8_t kMasks[] = {0x00, 0x01, 0x03, 0x07, 0x0F, 0x1F, 0x3F, 0x7F, 0xFF};
+
+    // Node n stands for the first `depth` bytes shared by seqs[begin, end).
+    void Node(uint32_t n, const std::vector<const Mapping *> &seqs, size_t begin, size_t end, unsigned depth) {
+        if (seqs[begin]->length == depth + 1) {
+            Leaf(n, seqs, begin, end, depth);
+            return;
+        }
+        // An inner node: one child slot for each value of (byte & mask),
+        // the smallest mask that keeps the children apart.  Bytes that lead
+        // nowhere share a slot with some child or a filler leaf.
+        uint8_t mask = 0xFF;
+        for (uint8_t m : kMasks) {
+            std::array<int, 256> owner;
+            owner.fill(-1);
+            bool apart = true;
+            for (size_t i = begin; i < end && apart; ++i) {
+                const uint8_t b = seqs[i]->bytes[depth];
+                int &o = owner[b & m];
+                apart = o < 0 || o == b;
+                o = b;
+            }
+            if (apart) {
+                mask = m;
+                break;
+            }
+        }
+        const uint32_t base = uint32_t(nodes_.size());
+        nodes_[n] = {0, mask, base};
+        nodes_.resize(base + mask + 1u, kFiller);
+        for (size_t i = begin; i < end;) {
+            size_t j = i;
+            while (j < end && seqs[j]->bytes[depth] == seqs[i]->bytes[depth]) ++j;
+            Node(base + (seqs[i]->bytes[depth] & mask), seqs, i, j, depth + 1);
+            i = j;
+        }
+    }
+
+    void Leaf(uint32_t n, const std::vector<const Mapping *> &seqs, size_t begin, size_t end, unsigned depth) {
+        std::vector<std::pair<uint8_t, TypeRecordValue>> wanted;  // (last byte, record)
+        for (size_t i = begin; i < end; ++i)
+            wanted.emplace_back(seqs[i]->bytes[depth], classifier_.Record(*seqs[i]));
+        for (uint8_t mask : kMasks) {
+            std::map<uint8_t, TypeRecordValue> slots;
+            bool fits = true;
+            for (const auto &[b, r] : wanted) {
+                auto [at, fresh] = slots.emplace(uint8_t(b & mask), r);
+                if (!fresh && !(at->second == r)) fits = false;
+            }
+            if (fits) {
+                nodes_[n] = {1, mask, Place(slots, mask)};
+                return;
+            }
+        }
+    }
+
+    // The least base at which the records of slots (slot -> record) agree
+    // with every record already pinned, the window of mask + 1 records
+    // extending the array where it must.
+    uint32_t Place(const std::map<uint8_t, TypeRecordValue> &slots, uint8_t mask) {
+        uint32_t base = 0;
+        for (;; ++base) {
+            bool fits = true;
+            for (const auto &[slot, r] : slots) {
+                const size_t at = base + slot;
+                if (at < records_.size() && pinned_[at] && !(records_[at] == r)) {
+                    fits = false;
+                    break;
+                }
+            }
+            if (fits) break;
+        }
+        if (records_.size() < base + mask + 1u) {
+            records_.resize(base + mask + 1u);
+            pinned_.resize(base + mask + 1u, false);
+        }
+        for (const auto &[slot, r] : slots) {
+            records_[base + slot] = r;
+            pinned_[base + slot] = true;
+        }
+        return base;
+    }
+
+    const Classifier &classifier_;
+    std::vector<TreeNode> nodes_;
+    std::vector<TypeRecordValue> records_;
+    std::vector<bool> pinned_;
+};
+
+void ClassifyCharacters(const Source &src, Bytes &t0, const Parser &parser) {
+    const Classifier classifier(src);
     for (unsigned b = 0; b < 256; ++b) {
         t0[cs::kUpper + b] = uint8_t(b);
         t0[cs::kLower + b] = uint8_t(b);
-        wr32(&t0[cs::kTypes + 4 * b], 0);
+    }
+    for (const Mapping &m : src.map) {
+        if (m.length != 1 || !m.decodes()) continue;
+        const uint8_t b = m.bytes[0];
+        wr32(&t0[cs::kTypes + 4 * b], lorvex::ucd::TypeWord(m.unicode));
+        // The one-byte tables hold one-byte counterparts only.
+        for (bool upper : {true, false}) {
+            const Mapping *c = classifier.Counterpart(m, upper);
+            if (c && c->length == 1) t0[(upper ? cs::kUpper : cs::kLower) + b] = c->bytes[0];
+        }
     }
     if (src.maxBytes < 2) return;
     const uint32_t tree = uint32_t(t0.size());
+    wr16(&t0[cs::kTypeTree], uint16_t(tree));
     if (src.utf8) {
         // Classified through the built-in Unicode tables: no tree, no records.
-        wr16(&t0[cs::kTypeTree], uint16_t(tree));
         wr16(&t0[cs::kTypeRecords], uint16_t(tree));
         wr16(&t0[cs::kTypeRecordsEnd], uint16_t(tree));
         return;
     }
-    t0.resize(tree + cs::kTypeNodeSize + cs::kTypeRecordSize, 0);
-    t0[tree] = 1;                                        // leaf, mask 0, base 0
-    const uint32_t records = tree + cs::kTypeNodeSize;   // one record: type word 0, delta 0
-    wr16(&t0[cs::kTypeTree], uint16_t(tree));
+    std::vector<const Mapping *> seqs;
+    for (const Mapping &m : src.map)
+        if (m.decodes() && m.length >= 2) seqs.push_back(&m);
+    std::sort(seqs.begin(), seqs.end(), [](const Mapping *a, const Mapping *b) { return a->bytes < b->bytes; });
+    TypeTreeBuilder builder(classifier);
+    builder.Build(seqs);
+    const Bytes data = builder.Write();
+    if (tree + data.size() > kMaxTableSize)
+        parser.Fail(src.mapLine, "the type tree and records need " + std::to_string(data.size()) +
+                                     " bytes, which would make the description " +
+                                     std::to_string(tree + data.size()) + " bytes, more than the 65535 a table holds");
+    const uint32_t records = tree + uint32_t(builder.NodeCount() * cs::kTypeNodeSize);
+    t0.insert(t0.end(), data.begin(), data.end());
     wr16(&t0[cs::kTypeRecords], uint16_t(records));
-    wr16(&t0[cs::kTypeRecordsEnd], uint16_t(records + cs::kTypeRecordSize));
+    wr16(&t0[cs::kTypeRecordsEnd], uint16_t(t0.size()));
 }
 
 // --- decode tree ------------------------------------------------------------
@@ -626,9 +827,9 @@ Part CompileCodeset(const std::string &text, const std::string &fileName) {
     const Source src = parser.Parse();
 
     Bytes t0 = BuildDescription(src);
-    ClassifyCharacters(src, t0);
     Bytes t1;
     if (src.maxBytes >= 2 && !src.utf8) t1 = BuildDecodeTree(src, t0, parser);
+    ClassifyCharacters(src, t0, parser);
 
     PageTables pages = BuildPages(src, 1);
     if (pages.area1.size() > kMaxTableSize) pages = BuildPages(src, 4);
