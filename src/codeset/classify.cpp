@@ -15,6 +15,10 @@ namespace {
 
 using layout::rd16;
 using layout::rd32;
+using layout::cs::kTypeNodeSize;
+using layout::cs::kTypeRecords;
+using layout::cs::kTypeRecordSize;
+using layout::cs::kTypeTree;
 
 // Class bits that say which way a type record's delta leads.
 constexpr uint32_t kUpperCase = LX_C_UPPER;  // to the lower-case counterpart
@@ -24,13 +28,12 @@ constexpr uint32_t kLowerCase = LX_C_LOWER;  // to the upper-case counterpart
 // codeset that is not UTF-8, or null when the bytes run out before a leaf.
 // The tree was validated at load, so the walk checks no ranges.
 const uint8_t *TypeRecord(const Codeset &cs, const uint8_t *p, unsigned n) {
-    namespace cs0 = layout::cs;
-    const uint8_t *tree = cs.desc + rd16(cs.desc + cs0::kTypeTree);
+    const uint8_t *tree = cs.desc + rd16(cs.desc + kTypeTree);
     const uint8_t *node = tree;
     for (unsigned i = 0; i < n; ++i) {
         const unsigned index = rd16(node + 2) + (p[i] & node[1]);
-        if (node[0]) return cs.desc + rd16(cs.desc + cs0::kTypeRecords) + cs0::kTypeRecordSize * index;
-        node = tree + cs0::kTypeNodeSize * index;
+        if (node[0]) return cs.desc + rd16(cs.desc + kTypeRecords) + kTypeRecordSize * index;
+        node = tree + kTypeNodeSize * index;
     }
     return nullptr;
 }

@@ -16,6 +16,7 @@ import re
 import sys
 
 from gen_unicode import type_word
+from generated import write_or_check
 
 ROOT = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
 LAYOUT_H = os.path.join(ROOT, "src", "locale", "layout.h")
@@ -254,22 +255,5 @@ def render():
     return "\n".join(out) + "\n"
 
 
-def main(argv):
-    # --check: exit 1 when the committed file is not what this script writes.
-    check = "--check" in argv[1:]
-    args = [a for a in argv[1:] if a != "--check"]
-    path = args[0] if args else DEFAULT_OUT
-    text = render()
-    if check:
-        with open(path, encoding="utf-8") as f:
-            if f.read() != text:
-                print(f"{path} differs from what {argv[0]} writes", file=sys.stderr)
-                return 1
-        return 0
-    with open(path, "w", encoding="utf-8", newline="\n") as f:
-        f.write(text)
-    return 0
-
-
 if __name__ == "__main__":
-    sys.exit(main(sys.argv))
+    sys.exit(write_or_check(sys.argv, DEFAULT_OUT, render))

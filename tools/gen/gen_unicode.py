@@ -17,6 +17,8 @@ import os
 import re
 import sys
 
+from generated import write_or_check
+
 ROOT = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
 DATA_H = os.path.join(ROOT, "src", "codeset", "unicode_tables_data.h")
 DEFAULT_OUT = os.path.join(ROOT, "src", "codeset", "unicode_tables.generated.cpp")
@@ -393,22 +395,5 @@ def render():
     return "\n".join(out) + "\n"
 
 
-def main(argv):
-    args = argv[1:]
-    check_only = "--check" in args
-    args = [a for a in args if a != "--check"]
-    path = args[0] if args else DEFAULT_OUT
-    text = render()
-    if check_only:
-        with open(path, encoding="utf-8") as f:
-            if f.read() != text:
-                print(f"{path} differs from what {argv[0]} writes", file=sys.stderr)
-                return 1
-        return 0
-    with open(path, "w", encoding="utf-8", newline="\n") as f:
-        f.write(text)
-    return 0
-
-
 if __name__ == "__main__":
-    sys.exit(main(sys.argv))
+    sys.exit(write_or_check(sys.argv, DEFAULT_OUT, render))

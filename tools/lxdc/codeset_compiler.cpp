@@ -415,7 +415,7 @@ struct TypeRecordValue {
 
 class Classifier {
 public:
-    Classifier(const Source &src) {
+    explicit Classifier(const Source &src) {
         for (const Mapping &m : src.map) {
             if (m.encodes()) encoder_[m.unicode] = &m;
             if (m.decodes()) decoded_[Key(m)] = m.unicode;
@@ -436,11 +436,13 @@ public:
         return v == m.unicode ? nullptr : Character(v);
     }
 
+    // The type record of a multibyte character: an upper-case character's
+    // delta leads to its lower-case counterpart, a lower-case one's to its
+    // upper-case counterpart (no character is both).
     TypeRecordValue Record(const Mapping &m) const {
         TypeRecordValue r{lorvex::ucd::TypeWord(m.unicode), 0};
-        const bool upper = r.type & LX_C_UPPER, lower = r.type & LX_C_LOWER;
-        if (upper || lower)
-            if (const Mapping *c = Counterpart(m, lower)) r.delta = c->packed - m.packed;
+        if (r.type & (LX_C_UPPER | LX_C_LOWER))
+            if (const Mapping *c = Counterpart(m, (r.type & LX_C_LOWER) != 0)) r.delta = c->packed - m.packed;
         return r;
     }
 
@@ -531,6 +533,7 @@ private:
         std::vector<std::pair<uint8_t, TypeRecordValue>> wanted;  // (last byte, record)
         for (size_t i = begin; i < end; ++i)
             wanted.emplace_back(seqs[i]->bytes[depth], classifier_.Record(*seqs[i]));
+        // Mask 0xFF always fits: it keeps every byte apart.
         for (uint8_t mask : kMasks) {
             std::map<uint8_t, TypeRecordValue> slots;
             bool fits = true;
