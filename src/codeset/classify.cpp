@@ -1,7 +1,8 @@
 // Character types and case counterparts of codeset characters, and the
-// character-type functions.  One lookup serves every form: the plain and Ex
-// forms find the character's bytes and length by their walker, the W form
-// unpacks its value, and all of them end in TypeWordOf.
+// character-type functions.  One lookup serves every form: the plain form
+// takes the character's length from the byte-length table, the Ex form of a
+// stateful codeset from its shift walker, the W form unpacks its value, and
+// all of them end in TypeWordOf.
 #include "codeset/classify.h"
 
 #include "codeset/unicode.h"
