@@ -30,16 +30,23 @@
 
 namespace lorvex {
 
-struct ByteWalk {
+// Every unit is a character: the bytes of a single-byte codeset, and the
+// units of the UCS-2 and LXWchar forms, which the string functions walk with
+// the same algorithms as multibyte text.
+template <class T>
+struct UnitWalk {
+    using Unit = T;
     static constexpr bool kStateful = false;
     static constexpr bool kUnitWidth = true;
-    ByteWalk(const Codeset &, LXState) {}
-    static bool obey(uint8_t) { return false; }
-    static unsigned width(const uint8_t *) { return 1; }
+    UnitWalk(const Codeset &, LXState) {}
+    static bool obey(T) { return false; }
+    static unsigned width(const T *) { return 1; }
     static LXState state() { return 0; }
 };
+using ByteWalk = UnitWalk<uint8_t>;
 
 struct TableWalk {
+    using Unit = uint8_t;
     static constexpr bool kStateful = false;
     static constexpr bool kUnitWidth = false;
     TableWalk(const Codeset &cs, LXState) : lengths(cs.desc + layout::cs::kByteLength) {}
@@ -61,6 +68,7 @@ enum class ShiftMatch { kUnsigned, kSigned };
 template <ShiftMatch M>
 class ShiftWalk {
 public:
+    using Unit = uint8_t;
     static constexpr bool kStateful = true;
     static constexpr bool kUnitWidth = false;
 
@@ -142,6 +150,17 @@ const uint8_t *StepBack(ShiftWalk<M> &w, const uint8_t *start, const uint8_t *cu
 // Bounded walks
 // ---------------------------------------------------------------------------
 
+// The length of the whole character at offset at, or 0 when none begins
+// there before limit.  A shift byte in front of it is obeyed and at moves
+// over it (a shift byte at the end leaves no room for a character).
+template <class W>
+unsigned NextWithin(W &w, const typename W::Unit *s, int32_t &at, int32_t limit) {
+    if (at < limit && w.obey(s[at])) ++at;
+    if (at >= limit) return 0;
+    const unsigned n = w.width(s + at);
+    return n > unsigned(limit - at) ? 0 : n;
+}
+
 // Walks whole characters from s while each ends at or before offset limit,
 // handing each to take(bytes, length); take returns false to end the walk
 // after that character.  A stateful walk obeys and steps over a shift byte
@@ -149,12 +168,9 @@ const uint8_t *StepBack(ShiftWalk<M> &w, const uint8_t *start, const uint8_t *cu
 // character).  Returns the offset reached, which is a character boundary at
 // or before limit, and never reads a byte at or beyond limit.
 template <class W, class Take>
-int32_t WalkWithin(W &w, const uint8_t *s, int32_t limit, Take &&take) {
+int32_t WalkWithin(W &w, const typename W::Unit *s, int32_t limit, Take &&take) {
     int32_t at = 0;
-    while (at < limit) {
-        if (w.obey(s[at])) ++at;  // a shift byte at the end leaves no room for a character
-        const unsigned n = w.width(s + at);
-        if (n == 0 || n > unsigned(limit - at)) break;
+    while (const unsigned n = NextWithin(w, s, at, limit)) {
         at += int32_t(n);
         if (!take(s + at - n, n)) break;
     }
@@ -163,20 +179,20 @@ int32_t WalkWithin(W &w, const uint8_t *s, int32_t limit, Take &&take) {
 
 // The last boundary at or before limit (0 when limit < 1).
 template <class W>
-int32_t BoundaryWithin(W &w, const uint8_t *s, int32_t limit) {
+int32_t BoundaryWithin(W &w, const typename W::Unit *s, int32_t limit) {
     if constexpr (W::kUnitWidth) return limit > 0 ? limit : 0;
-    else return WalkWithin(w, s, limit, [](const uint8_t *, unsigned) { return true; });
+    else return WalkWithin(w, s, limit, [](const typename W::Unit *, unsigned) { return true; });
 }
 
 // The number of whole characters in the first len bytes; shift bytes do not
 // count, nor does a character cut off by len.
 template <class W>
-int32_t CountWithin(W &w, const uint8_t *s, int32_t len) {
+int32_t CountWithin(W &w, const typename W::Unit *s, int32_t len) {
     if constexpr (W::kUnitWidth) {
         return len > 0 ? len : 0;
     } else {
         int32_t count = 0;
-        WalkWithin(w, s, len, [&count](const uint8_t *, unsigned) {
+        WalkWithin(w, s, len, [&count](const typename W::Unit *, unsigned) {
             ++count;
             return true;
         });
