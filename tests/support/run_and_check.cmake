@@ -2,6 +2,7 @@
 #
 #   cmake [-DSETUP=<program;args...>]  run first; must succeed
 #         -DCOMMAND=<program;args...> [-DEXPECT_STATUS=0]
+#         [-DINPUT=<file>]         standard input of COMMAND
 #         [-DPASS=<regex;...>]     every one must match stdout+stderr
 #         [-DLITERAL=<text;...>]   every one must occur verbatim
 #         [-DFAIL=<regex;...>]     none may match
@@ -24,7 +25,11 @@ if(DEFINED SETUP)
   endif()
 endif()
 
-execute_process(COMMAND ${COMMAND}
+set(input_option "")
+if(DEFINED INPUT)
+  set(input_option INPUT_FILE "${INPUT}")
+endif()
+execute_process(COMMAND ${COMMAND} ${input_option}
   RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
 set(all "${out}${err}")
 string(REPLACE ";" " " shown "${COMMAND}")

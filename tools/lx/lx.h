@@ -69,3 +69,5 @@ int lx_cmd_locale(int argc, char **argv, const char *argv0);
 extern const char kLocaleUsage[];
 int lx_cmd_conv(int argc, char **argv, const char *argv0);
 extern const char kConvUsage[];
+int lx_cmd_map(int argc, char **argv, const char *argv0);
+extern const char kMapUsage[];

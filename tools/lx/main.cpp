@@ -19,6 +19,7 @@ const Command kCommands[] = {
     {"parts", "list the parts of the locale directory", kPartsUsage, lx_cmd_parts},
     {"locale", "show the information items of a locale", kLocaleUsage, lx_cmd_locale},
     {"conv", "convert files between codesets, as iconv", kConvUsage, lx_cmd_conv},
+    {"map", "map text to upper or lower case, width or ASCII digits", kMapUsage, lx_cmd_map},
 };
 
 void PrintHelp(FILE *out) {
