@@ -19,20 +19,6 @@ namespace {
 using SignedShifts = ShiftWalk<ShiftMatch::kSigned>;
 using UnsignedShifts = ShiftWalk<ShiftMatch::kUnsigned>;
 
-// The locale a call works on, its error field cleared.  Null when there is
-// no locale at all (a null handle and no default installed): the call then
-// returns its failure value and touches nothing.
-LXLocale *Enter(LXLocale *handle) {
-    LXLocale *loc = Resolve(handle);
-    if (loc) loc->error = LX_OK;
-    return loc;
-}
-
-int32_t Fail(LXLocale *loc, int32_t code) {
-    loc->error = code;
-    return -1;
-}
-
 bool SingleByte(const LXLocale *loc) { return (loc->flags & kLocaleSingleByte) != 0; }
 bool Stateful(const LXLocale *loc) { return (loc->flags & kLocaleStateful) != 0; }
 
@@ -112,7 +98,7 @@ int32_t ToWide(const Codeset &cs, LXWchar *wbuf, int32_t wmax, const uint8_t *s,
 template <class P>
 int32_t FromWide(LXLocale *loc, const Codeset &cs, uint8_t *buf, LXState state, int32_t size,
                  const LXWchar *wstr, int32_t wlen, uint32_t flags, bool singleByte) {
-    if (flags != 0 && flags != LX_LEN_CHARS) return Fail(loc, LX_ERR_ARGUMENT);
+    if (flags != 0 && flags != LX_LEN_CHARS) return FailCall(loc, LX_ERR_ARGUMENT);
     if (wlen < 0) {
         wlen = 0;
         while (wstr[wlen] != 0) ++wlen;
@@ -135,14 +121,14 @@ int32_t FromWide(LXLocale *loc, const Codeset &cs, uint8_t *buf, LXState state, 
 // ---------------------------------------------------------------------------
 
 extern "C" LX_API int32_t LXByteLength(LXLocale *handle, const unsigned char *str) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     TableWalk w(CodesetOf(loc), 0);
     return WidthAt(w, str);
 }
 
 extern "C" LX_API int32_t LXByteLengthEx(LXLocale *handle, const unsigned char *str, LXState state) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!Stateful(loc)) return LXByteLength(handle, str);
     SignedShifts w(CodesetOf(loc), state);
@@ -150,7 +136,7 @@ extern "C" LX_API int32_t LXByteLengthEx(LXLocale *handle, const unsigned char *
 }
 
 extern "C" LX_API int32_t LXByteLengthW(LXLocale *handle, LXWchar wc) {
-    if (!Enter(handle)) return -1;
+    if (!EnterCall(handle)) return -1;
     if (wc > 0xFFFFFFu) return 4;
     if (wc > 0xFFFFu) return 3;
     if (wc > 0xFFu) return 2;
@@ -158,14 +144,14 @@ extern "C" LX_API int32_t LXByteLengthW(LXLocale *handle, LXWchar wc) {
 }
 
 extern "C" LX_API LXWchar LXGetChar(LXLocale *handle, const unsigned char *str) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return 0;
     TableWalk w(CodesetOf(loc), 0);
     return PackAt(w, str);
 }
 
 extern "C" LX_API LXWchar LXGetCharEx(LXLocale *handle, const unsigned char *str, LXState state) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return 0;
     if (!Stateful(loc)) return LXGetChar(handle, str);
     UnsignedShifts w(CodesetOf(loc), state);
@@ -173,13 +159,13 @@ extern "C" LX_API LXWchar LXGetCharEx(LXLocale *handle, const unsigned char *str
 }
 
 extern "C" LX_API int32_t LXPutChar(LXLocale *handle, unsigned char *buf, LXWchar wc) {
-    if (!Enter(handle)) return -1;
+    if (!EnterCall(handle)) return -1;
     unsigned own;
     return int32_t(PlainPut::put(wc, buf, &own));
 }
 
 extern "C" LX_API int32_t LXPutCharEx(LXLocale *handle, unsigned char *buf, LXState state, LXWchar wc) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!Stateful(loc)) return LXPutChar(handle, buf, wc);
     ShiftPut p(CodesetOf(loc), state);
@@ -193,7 +179,7 @@ extern "C" LX_API int32_t LXPutCharEx(LXLocale *handle, unsigned char *buf, LXSt
 // ---------------------------------------------------------------------------
 
 extern "C" LX_API unsigned char *LXNextChar(LXLocale *handle, const unsigned char *str) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     TableWalk w(CodesetOf(loc), 0);
     return Mutable(Step(w, str));
@@ -201,7 +187,7 @@ extern "C" LX_API unsigned char *LXNextChar(LXLocale *handle, const unsigned cha
 
 extern "C" LX_API unsigned char *LXNextCharEx(LXLocale *handle, const unsigned char *str, LXState state,
                                               LXState *newstate) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     if (!Stateful(loc)) return LXNextChar(handle, str);
     SignedShifts w(CodesetOf(loc), state);
@@ -212,7 +198,7 @@ extern "C" LX_API unsigned char *LXNextCharEx(LXLocale *handle, const unsigned c
 
 extern "C" LX_API unsigned char *LXPrevChar(LXLocale *handle, const unsigned char *start,
                                             const unsigned char *cur) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     if (SingleByte(loc)) return Mutable(cur - 1);
     // A trail byte may equal a lead byte, so the walk goes forward from
@@ -225,7 +211,7 @@ extern "C" LX_API unsigned char *LXPrevChar(LXLocale *handle, const unsigned cha
 extern "C" LX_API unsigned char *LXPrevCharEx(LXLocale *handle, const unsigned char *start,
                                               const unsigned char *cur, LXState state, LXState *newstate,
                                               uint32_t /*unused*/) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     if (!Stateful(loc)) return LXPrevChar(handle, start, cur);
     SignedShifts w(CodesetOf(loc), state);
@@ -239,7 +225,7 @@ extern "C" LX_API unsigned char *LXPrevCharEx(LXLocale *handle, const unsigned c
 // ---------------------------------------------------------------------------
 
 extern "C" LX_API int32_t LXNumChars(LXLocale *handle, const unsigned char *str, int32_t len) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     const Codeset cs = CodesetOf(loc);
     if (SingleByte(loc)) return CountChars<ByteWalk>(cs, str, 0, len);
@@ -248,7 +234,7 @@ extern "C" LX_API int32_t LXNumChars(LXLocale *handle, const unsigned char *str,
 
 extern "C" LX_API int32_t LXNumCharsEx(LXLocale *handle, const unsigned char *str, LXState state, int32_t len,
                                        uint32_t /*unused*/) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!Stateful(loc)) return LXNumChars(handle, str, len);
     return CountChars<SignedShifts>(CodesetOf(loc), str, state, len);
@@ -256,7 +242,7 @@ extern "C" LX_API int32_t LXNumCharsEx(LXLocale *handle, const unsigned char *st
 
 extern "C" LX_API unsigned char *LXMoveStringPointer(LXLocale *handle, const unsigned char *str, int32_t len,
                                                      uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     const Codeset cs = CodesetOf(loc);
     if (SingleByte(loc)) return Mutable(MoveBy<ByteWalk>(cs, str, 0, len, flags, nullptr));
@@ -266,14 +252,14 @@ extern "C" LX_API unsigned char *LXMoveStringPointer(LXLocale *handle, const uns
 extern "C" LX_API unsigned char *LXMoveStringPointerEx(LXLocale *handle, const unsigned char *str,
                                                        LXState state, int32_t len, LXState *newstate,
                                                        uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     if (!Stateful(loc)) return LXMoveStringPointer(handle, str, len, flags);
     return Mutable(MoveBy<UnsignedShifts>(CodesetOf(loc), str, state, len, flags, newstate));
 }
 
 extern "C" LX_API int32_t LXTruncateString(LXLocale *handle, unsigned char *str, int32_t size, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     const Codeset cs = CodesetOf(loc);
     if (SingleByte(loc)) return Truncate<ByteWalk, ByteWalk>(cs, str, 0, size, flags);
@@ -282,7 +268,7 @@ extern "C" LX_API int32_t LXTruncateString(LXLocale *handle, unsigned char *str,
 
 extern "C" LX_API int32_t LXTruncateStringEx(LXLocale *handle, unsigned char *str, LXState state, int32_t size,
                                              uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!Stateful(loc)) return LXTruncateString(handle, str, size, flags);
     return Truncate<UnsignedShifts, SignedShifts>(CodesetOf(loc), str, state, size, flags);
@@ -290,9 +276,9 @@ extern "C" LX_API int32_t LXTruncateStringEx(LXLocale *handle, unsigned char *st
 
 extern "C" LX_API int32_t LXTerminateStringEx(LXLocale *handle, unsigned char *buf, LXState state,
                                               uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
-    if (flags != 0 && flags != LX_TERMINATE) return Fail(loc, LX_ERR_ARGUMENT);
+    if (flags != 0 && flags != LX_TERMINATE) return FailCall(loc, LX_ERR_ARGUMENT);
     int32_t n = 0;
     if (Stateful(loc) && state != 0) buf[n++] = CodesetOf(loc).shiftIn();
     if (flags == LX_TERMINATE) buf[n++] = 0;
@@ -305,7 +291,7 @@ extern "C" LX_API int32_t LXTerminateStringEx(LXLocale *handle, unsigned char *b
 
 extern "C" LX_API int32_t LXMbToWide(LXLocale *handle, LXWchar *wbuf, int32_t wmax, const unsigned char *str,
                                      int32_t len, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     const Codeset cs = CodesetOf(loc);
     if (SingleByte(loc)) return ToWide<ByteWalk>(cs, wbuf, wmax, str, 0, len, flags);
@@ -314,7 +300,7 @@ extern "C" LX_API int32_t LXMbToWide(LXLocale *handle, LXWchar *wbuf, int32_t wm
 
 extern "C" LX_API int32_t LXMbToWideEx(LXLocale *handle, LXWchar *wbuf, int32_t wmax, const unsigned char *str,
                                        LXState state, int32_t len, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!Stateful(loc)) return LXMbToWide(handle, wbuf, wmax, str, len, flags);
     return ToWide<SignedShifts>(CodesetOf(loc), wbuf, wmax, str, state, len, flags);
@@ -322,14 +308,14 @@ extern "C" LX_API int32_t LXMbToWideEx(LXLocale *handle, LXWchar *wbuf, int32_t 
 
 extern "C" LX_API int32_t LXWideToMb(LXLocale *handle, unsigned char *buf, int32_t size, const LXWchar *wstr,
                                      int32_t wlen, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     return FromWide<PlainPut>(loc, CodesetOf(loc), buf, 0, size, wstr, wlen, flags, SingleByte(loc));
 }
 
 extern "C" LX_API int32_t LXWideToMbEx(LXLocale *handle, unsigned char *buf, LXState state, int32_t size,
                                        const LXWchar *wstr, int32_t wlen, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!Stateful(loc)) return LXWideToMb(handle, buf, size, wstr, wlen, flags);
     return FromWide<ShiftPut>(loc, CodesetOf(loc), buf, state, size, wstr, wlen, flags, false);

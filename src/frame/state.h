@@ -57,4 +57,19 @@ inline bool Free(void *p) { return Library().alloc.release(p); }
 // The object a handle stands for: the default locale for null.
 inline LXLocale *Resolve(LXLocale *h) { return h ? h : Library().defaultLocale; }
 
+// The locale a text function works on, its error field cleared.  Null when
+// there is no locale at all (a null handle and no default installed): the
+// call then returns its failure value and touches nothing.
+inline LXLocale *EnterCall(LXLocale *handle) {
+    LXLocale *loc = Resolve(handle);
+    if (loc) loc->error = LX_OK;
+    return loc;
+}
+
+// Stores code in the locale's error field; -1, the usual failure result.
+inline int32_t FailCall(LXLocale *loc, int32_t code) {
+    loc->error = code;
+    return -1;
+}
+
 }  // namespace lorvex

@@ -321,7 +321,8 @@ private:
 // 16-bit Unicode through the built-in Unicode tables.
 class UText : public UnitText<LXUchar> {
 public:
-    using UnitText::UnitText;
+    UText(const LXLocale *, const LXUchar *src, int32_t srcLen, LXUchar *dst, int32_t dstSize)
+        : UnitText(src, srcLen, dst, dstSize) {}
     static uint16_t unicode(LXUchar c) { return c; }
     static uint32_t type(LXUchar c) { return ucd::TypeWord(c); }
     static LXUchar caseOf(LXUchar c, bool upper) { return upper ? ucd::Upper(c) : ucd::Lower(c); }
@@ -332,8 +333,8 @@ public:
 // case through its case records.
 class WText : public UnitText<LXWchar> {
 public:
-    WText(const Codeset &cs, const LXWchar *src, int32_t srcLen, LXWchar *dst, int32_t dstSize)
-        : UnitText(src, srcLen, dst, dstSize), cs_(cs) {}
+    WText(const LXLocale *loc, const LXWchar *src, int32_t srcLen, LXWchar *dst, int32_t dstSize)
+        : UnitText(src, srcLen, dst, dstSize), cs_(CodesetOf(loc)) {}
     uint16_t unicode(LXWchar c) const { return DecodeWchar(cs_, c); }
     uint32_t type(LXWchar c) const { return TypeWordOfPacked(cs_, c); }
     LXWchar caseOf(LXWchar c, bool upper) const { return CaseMapPacked(cs_, c, upper); }
@@ -346,17 +347,6 @@ private:
 // ---------------------------------------------------------------------------
 // Faces
 // ---------------------------------------------------------------------------
-
-LXLocale *Enter(LXLocale *handle) {
-    LXLocale *loc = Resolve(handle);
-    if (loc) loc->error = LX_OK;
-    return loc;
-}
-
-int32_t Fail(LXLocale *loc, int32_t code) {
-    loc->error = code;
-    return -1;
-}
 
 CaseRules RulesFor(const LXLocale *loc, const Kind &k) {
     return IsCase(k.op) && k.rules ? CaseRules(loc, k.op == Op::kUpper) : CaseRules();
@@ -419,14 +409,30 @@ int32_t MapMultibyte(LXLocale *handle, const LXLocale *loc, const Kind &k, unsig
     return MapBytes<W>(loc, k, dst, dstState, dstSize, src, srcState, srcLen).bytes;
 }
 
+// The U and W faces, which differ only in their text class and their copy.
+// LX_LEN_CHARS is accepted and changes nothing: a unit is a character.
+template <class T, class Unit>
+int32_t MapUnits(LXLocale *handle, Unit *dst, int32_t dstsize, const Unit *src, int32_t srclen, uint32_t kind,
+                 int32_t (*copy)(LXLocale *, Unit *, int32_t, const Unit *, int32_t)) {
+    LXLocale *loc = EnterCall(handle);
+    if (!loc) return -1;
+    const Kind k = ParseKind(kind);
+    if (!k.valid) return FailCall(loc, LX_ERR_ARGUMENT);
+    if (k.op == Op::kCopy) return copy(handle, dst, dstsize, src, srclen);
+    if (srclen < 0) srclen = UnitsWithTerminator(src);
+    T t(loc, src, srclen, dst, dstsize);
+    MapText(t, k.op, RulesFor(loc, k));
+    return t.count();
+}
+
 }  // namespace
 
 extern "C" LX_API int32_t LXMapString(LXLocale *handle, unsigned char *dst, int32_t dstsize,
                                       const unsigned char *src, int32_t srclen, uint32_t kind) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     const Kind k = ParseKind(kind);
-    if (!k.valid) return Fail(loc, LX_ERR_ARGUMENT);
+    if (!k.valid) return FailCall(loc, LX_ERR_ARGUMENT);
     if (k.op == Op::kCopy && !k.chars) return LXStrcpy(handle, dst, dstsize, src, srclen, 0);
     if (loc->flags & kLocaleSingleByte)
         return MapMultibyte<ByteWalk>(handle, loc, k, dst, 0, dstsize, src, 0, srclen);
@@ -436,42 +442,23 @@ extern "C" LX_API int32_t LXMapString(LXLocale *handle, unsigned char *dst, int3
 extern "C" LX_API int32_t LXMapStringEx(LXLocale *handle, unsigned char *dst, LXState dststate, int32_t dstsize,
                                         const unsigned char *src, LXState srcstate, int32_t srclen,
                                         uint32_t kind) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!(loc->flags & kLocaleStateful)) return LXMapString(handle, dst, dstsize, src, srclen, kind);
     const Kind k = ParseKind(kind);
-    if (!k.valid) return Fail(loc, LX_ERR_ARGUMENT);
+    if (!k.valid) return FailCall(loc, LX_ERR_ARGUMENT);
     if (k.op == Op::kCopy && !k.chars)
         return LXStrcpyEx(handle, dst, dststate, dstsize, src, srcstate, srclen, 0);
     return MapMultibyte<ShiftWalk<ShiftMatch::kUnsigned>>(handle, loc, k, dst, dststate, dstsize, src, srcstate,
                                                           srclen);
 }
 
-// LX_LEN_CHARS is accepted and changes nothing in the unit forms, where a
-// unit is a character.
-
 extern "C" LX_API int32_t LXMapStringU(LXLocale *handle, LXUchar *dst, int32_t dstsize, const LXUchar *src,
                                        int32_t srclen, uint32_t kind) {
-    LXLocale *loc = Enter(handle);
-    if (!loc) return -1;
-    const Kind k = ParseKind(kind);
-    if (!k.valid) return Fail(loc, LX_ERR_ARGUMENT);
-    if (k.op == Op::kCopy) return LXStrcpyU(handle, dst, dstsize, src, srclen);
-    if (srclen < 0) srclen = UnitsWithTerminator(src);
-    UText t(src, srclen, dst, dstsize);
-    MapText(t, k.op, RulesFor(loc, k));
-    return t.count();
+    return MapUnits<UText>(handle, dst, dstsize, src, srclen, kind, LXStrcpyU);
 }
 
 extern "C" LX_API int32_t LXMapStringW(LXLocale *handle, LXWchar *dst, int32_t dstsize, const LXWchar *src,
                                        int32_t srclen, uint32_t kind) {
-    LXLocale *loc = Enter(handle);
-    if (!loc) return -1;
-    const Kind k = ParseKind(kind);
-    if (!k.valid) return Fail(loc, LX_ERR_ARGUMENT);
-    if (k.op == Op::kCopy) return LXWcscpy(handle, dst, dstsize, src, srclen);
-    if (srclen < 0) srclen = UnitsWithTerminator(src);
-    WText t(CodesetOf(loc), src, srclen, dst, dstsize);
-    MapText(t, k.op, RulesFor(loc, k));
-    return t.count();
+    return MapUnits<WText>(handle, dst, dstsize, src, srclen, kind, LXWcscpy);
 }
