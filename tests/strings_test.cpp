@@ -15,6 +15,7 @@
 #include <random>
 #include <vector>
 
+#include "frame/state.h"
 #include "lorvex.h"
 #include "support/codesets.h"
 #include "support/locale_dir.h"
@@ -280,6 +281,46 @@ TEST_F(Strings, CopiesAppendsAndTokensKeepWholeCharactersAndStayInTheirBuffers) 
     });
 }
 
+int32_t Sign(int32_t v) { return (v > 0) - (v < 0); }
+
+// Ignoring case is comparing the upper-case mappings: equal exactly when the
+// mappings are, in the same order where bytes decide it (single-byte
+// codesets, and languages whose special rules make the comparison map the
+// whole strings first).  German maps ß to SS; English does not.
+TEST_F(Strings, IgnoringCaseComparesTheUpperCaseMappings) {
+    const Wide latin = {'a', 'A', 's', 'S', 0xDF, 0xE9, 0xC9};
+    const Sample cased[] = {{"German_Germany.MS1252", latin},
+                            {"English_UnitedStates.MS1252", latin},
+                            {"Japanese_Japan.MS932", {'a', 'A', 0x8281, 0x8260, 0x8341}},
+                            {"Japanese_Japan.IBM939", {0x81, 0xC1, 0x4281, 0x42C1}}};
+    for (const Sample &sample : cased) {
+        Locale loc(sample.locale);
+        const bool sf = Stateful(loc), bytesDecide = LXGetLocaleNumInfo(loc, LXI_MAX_CHAR_BYTES, 0) == 1;
+        int equal = 0;
+        for (int round = 0; round < 300; ++round) {
+            const Text t1 = Encode(Pick(sample.pool, 1, 3), sf, true), t2 = Encode(Pick(sample.pool, 1, 3), sf, true);
+            SCOPED_TRACE(testing::Message() << sample.locale << " round " << round);
+            Bytes m1(size_t(t1.n) * 8), m2(size_t(t2.n) * 8);
+            m1.resize(size_t(LXMapStringEx(loc, m1.data(), 0, int32_t(m1.size()), t1.p(), 0, t1.n, LX_MAP_UPPER)));
+            m2.resize(size_t(LXMapStringEx(loc, m2.data(), 0, int32_t(m2.size()), t2.p(), 0, t2.n, LX_MAP_UPPER)));
+            const int32_t r = LXStrcmpEx(loc, t1.p(), 0, t1.n, t2.p(), 0, t2.n, LX_IGNORECASE);
+            EXPECT_EQ(LXGetError(loc), LX_OK);
+            EXPECT_EQ(r == 0, m1 == m2);
+            if (bytesDecide) {
+                EXPECT_EQ(Sign(r), m1 == m2 ? 0 : m1 < m2 ? -1 : 1);
+            }
+            equal += r == 0;
+            Units u1(size_t(t1.count()) + 1), u2(size_t(t2.count()) + 1);
+            LXStringToUnicodeEx(u1.data(), t1.count() + 1, loc, t1.p(), 0, t1.n, 0);
+            LXStringToUnicodeEx(u2.data(), t2.count() + 1, loc, t2.p(), 0, t2.n, 0);
+            EXPECT_EQ(LXStrcmpU(loc, u1.data(), t1.count(), u2.data(), t2.count(), LX_IGNORECASE) == 0, r == 0);
+            EXPECT_EQ(LXWcscmp(loc, t1.chars.data(), t1.count(), t2.chars.data(), t2.count(), LX_IGNORECASE) == 0,
+                      r == 0);
+        }
+        EXPECT_GT(equal, 5);  // the texts do meet in other cases
+    }
+}
+
 // The cases that tell a character-aware implementation from a byte loop.
 TEST_F(Strings, EdgeCases) {
     Locale ja("Japanese_Japan.MS932"), en("English_UnitedStates.MS1252");
@@ -311,6 +352,22 @@ TEST_F(Strings, EdgeCases) {
     }
     const LXWchar w1[] = {'a', 0x8341, 0}, w2[] = {'a', 0x41, 0};
     EXPECT_EQ(LXWcscmp(ja, w1, -1, w2, -1, 0), 0x8300);
+
+    // German upper-cases ß to SS, through buffers from the library's
+    // allocator; without them the answer is 0 and error 20.
+    Locale de("German_Germany.MS1252");
+    const auto *sharp = reinterpret_cast<const unsigned char *>("Stra\xDF" "e");
+    const auto *ss = reinterpret_cast<const unsigned char *>("STRASSE");
+    EXPECT_EQ(LXStrcmp(de, sharp, -1, ss, -1, LX_IGNORECASE), 0);
+    EXPECT_NE(LXStrcmp(en, sharp, -1, ss, -1, LX_IGNORECASE), 0);
+    CountingAllocator failing;
+    failing.failAt = 1;
+    const platform::Allocator saved = Library().alloc;
+    Library().alloc = {&CountingAllocator::Alloc, &CountingAllocator::Free, failing.context()};
+    EXPECT_EQ(LXStrcmp(de, sharp, -1, reinterpret_cast<const unsigned char *>("X"), -1, LX_IGNORECASE), 0);
+    EXPECT_EQ(LXGetError(de), LX_ERR_NO_MEMORY);
+    Library().alloc = saved;
+    EXPECT_EQ(failing.live, 0);
 
     // Strings of delimiters only have no token.
     unsigned char delims[] = ",,,";

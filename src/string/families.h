@@ -10,13 +10,21 @@ namespace lorvex::text {
 
 inline bool InChars(uint32_t flags) { return (flags & LX_LEN_CHARS) != 0; }
 
+inline const char *Chars(const uint8_t *s) { return reinterpret_cast<const char *>(s); }
+inline const uint8_t *Bytes(const char *s) { return reinterpret_cast<const uint8_t *>(s); }
+
 template <class W>
 const Unit<W> *Strchr(const Codeset &cs, const Unit<W> *s, LXState st, int32_t len, const Unit<W> *ch,
                       LXState chst, LXState *at, uint32_t flags) {
     if (InChars(flags)) len = CharsToUnits<W>(cs, s, st, len);
     if (len == 0) return nullptr;
+    const bool reverse = (flags & ~LX_LEN_CHARS) == LX_REVERSE;
+    if constexpr (std::is_same_v<W, ByteWalk>) {
+        // strchr and strrchr also find the terminator.
+        if (len < 0) return Bytes(reverse ? std::strrchr(Chars(s), *ch) : std::strchr(Chars(s), *ch));
+    }
     if (len < 0) len = Length(s) + 1;  // the terminator can be found
-    return Chr(W(cs, st), s, len, W(cs, chst), ch, (flags & ~LX_LEN_CHARS) == LX_REVERSE, at);
+    return Chr(W(cs, st), s, len, W(cs, chst), ch, reverse, at);
 }
 
 template <class W>
@@ -25,6 +33,9 @@ const Unit<W> *Strstr(const Codeset &cs, const Unit<W> *s, LXState st, int32_t l
     if (InChars(flags)) {
         len = CharsToUnits<W>(cs, s, st, len);
         sublen = CharsToUnits<W>(cs, sub, subst, sublen);
+    }
+    if constexpr (std::is_same_v<W, ByteWalk>) {
+        if (len < 0 && sublen < 0) return Bytes(std::strstr(Chars(s), Chars(sub)));
     }
     if (len < 0) len = Length(s);
     if (sublen < 0) sublen = Length(sub);
@@ -41,10 +52,8 @@ int32_t Strspan(const Codeset &cs, const Unit<W> *s, LXState st, int32_t len, co
         setlen = CharsToUnits<W>(cs, set, setst, setlen);
     }
     if constexpr (std::is_same_v<W, ByteWalk>) {
-        if (len < 0 && setlen < 0) {
-            const char *a = reinterpret_cast<const char *>(s), *b = reinterpret_cast<const char *>(set);
-            return int32_t(member ? std::strspn(a, b) : std::strcspn(a, b));
-        }
+        if (len < 0 && setlen < 0)
+            return int32_t(member ? std::strspn(Chars(s), Chars(set)) : std::strcspn(Chars(s), Chars(set)));
     }
     if (len < 0) len = Length(s);
     if (setlen < 0) setlen = Length(set);
@@ -58,7 +67,9 @@ int32_t Strcpy(const Codeset &cs, Unit<W> *dst, LXState dstst, int32_t dstsize, 
     if (dstsize < 1) return 0;
     const bool chars = InChars(flags);
     if (chars) srclen = CharsToUnits<W>(cs, src, srcst, srclen);
-    if (srclen < 0) srclen = Length(src) + 1;  // the terminator is copied when it fits
+    // The terminator is copied when it fits; the source is read no further
+    // than the copy can go.
+    if (srclen < 0) srclen = (chars ? Length(src) : LengthWithin(src, dstsize)) + 1;
     const int32_t n =
         Copy(cs, W(cs, srcst), dstst, dst, chars ? INT32_MAX : dstsize, src, srclen, chars ? dstsize : -1);
     return chars ? UnitsToChars<W>(cs, dst, dstst, n) : n;

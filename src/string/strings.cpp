@@ -21,14 +21,6 @@ using Shifts = ShiftWalk<ShiftMatch::kUnsigned>;
 using UcsWalk = UnitWalk<LXUchar>;
 using WideWalk = UnitWalk<LXWchar>;
 
-// The locale a call works on, its error field cleared; null when there is
-// none at all (a null handle and no default locale).
-LXLocale *Enter(LXLocale *handle) {
-    LXLocale *loc = Resolve(handle);
-    if (loc) loc->error = LX_OK;
-    return loc;
-}
-
 bool Stateful(const LXLocale *loc) { return (loc->flags & kLocaleStateful) != 0; }
 
 // Whether flags holds only the given bits plus, at most, the one kind (a
@@ -64,7 +56,7 @@ constexpr uint32_t kCmpFlags = LX_IGNORECASE | LX_LEN_CHARS;
 
 extern "C" LX_API int32_t LXStrcat(LXLocale *handle, unsigned char *dst, const unsigned char *src, int32_t srclen,
                                    uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, kCatFlags)) return -1;
     return Multibyte(loc, [&]<class W>(std::type_identity<W>) {
         return Strcat<W>(CodesetOf(loc), dst, 0, src, 0, srclen, flags);
@@ -73,7 +65,7 @@ extern "C" LX_API int32_t LXStrcat(LXLocale *handle, unsigned char *dst, const u
 
 extern "C" LX_API int32_t LXStrcatEx(LXLocale *handle, unsigned char *dst, LXState dststate,
                                      const unsigned char *src, LXState srcstate, int32_t srclen, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!Stateful(loc)) return LXStrcat(handle, dst, src, srclen, flags);
     if (!Accepts(loc, flags, kCatFlags)) return -1;
@@ -82,14 +74,14 @@ extern "C" LX_API int32_t LXStrcatEx(LXLocale *handle, unsigned char *dst, LXSta
 
 extern "C" LX_API int32_t LXStrcatU(LXLocale *handle, LXUchar *dst, const LXUchar *src, int32_t srclen,
                                     uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, kCatFlags)) return -1;
     return Strcat<UcsWalk>(CodesetOf(loc), dst, 0, src, 0, srclen, flags);
 }
 
 extern "C" LX_API int32_t LXWcscat(LXLocale *handle, LXWchar *dst, const LXWchar *src, int32_t srclen,
                                    uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, kCatFlags)) return -1;
     return Strcat<WideWalk>(CodesetOf(loc), dst, 0, src, 0, srclen, flags);
 }
@@ -100,7 +92,7 @@ extern "C" LX_API int32_t LXWcscat(LXLocale *handle, LXWchar *dst, const LXWchar
 
 extern "C" LX_API unsigned char *LXStrchr(LXLocale *handle, const unsigned char *s, int32_t len,
                                           const unsigned char *ch, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, LX_LEN_CHARS, LX_REVERSE)) return nullptr;
     return Mutable(Multibyte(loc, [&]<class W>(std::type_identity<W>) {
         return Strchr<W>(CodesetOf(loc), s, 0, len, ch, 0, nullptr, flags);
@@ -110,7 +102,7 @@ extern "C" LX_API unsigned char *LXStrchr(LXLocale *handle, const unsigned char 
 extern "C" LX_API unsigned char *LXStrchrEx(LXLocale *handle, const unsigned char *s, LXState state, int32_t len,
                                             const unsigned char *ch, LXState chstate, LXState *state_out,
                                             uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     if (!Stateful(loc)) return LXStrchr(handle, s, len, ch, flags);
     if (!Accepts(loc, flags, LX_LEN_CHARS, LX_REVERSE)) return nullptr;
@@ -119,13 +111,13 @@ extern "C" LX_API unsigned char *LXStrchrEx(LXLocale *handle, const unsigned cha
 
 extern "C" LX_API LXUchar *LXStrchrU(LXLocale *handle, const LXUchar *s, int32_t len, LXUchar ch,
                                      uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, LX_LEN_CHARS, LX_REVERSE)) return nullptr;
     return Mutable(Strchr<UcsWalk>(CodesetOf(loc), s, 0, len, &ch, 0, nullptr, flags));
 }
 
 extern "C" LX_API LXWchar *LXWcschr(LXLocale *handle, const LXWchar *s, int32_t len, LXWchar ch, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, LX_LEN_CHARS, LX_REVERSE)) return nullptr;
     return Mutable(Strchr<WideWalk>(CodesetOf(loc), s, 0, len, &ch, 0, nullptr, flags));
 }
@@ -151,7 +143,7 @@ int32_t Compare(LXLocale *loc, const Unit<W> *s1, LXState st1, int32_t len1, con
 
 extern "C" LX_API int32_t LXStrcmp(LXLocale *handle, const unsigned char *s1, int32_t len1,
                                    const unsigned char *s2, int32_t len2, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, kCmpFlags)) return 0;
     return Multibyte(loc, [&]<class W>(std::type_identity<W>) {
         return Compare<W>(loc, s1, 0, len1, s2, 0, len2, flags);
@@ -160,7 +152,7 @@ extern "C" LX_API int32_t LXStrcmp(LXLocale *handle, const unsigned char *s1, in
 
 extern "C" LX_API int32_t LXStrcmpEx(LXLocale *handle, const unsigned char *s1, LXState state1, int32_t len1,
                                      const unsigned char *s2, LXState state2, int32_t len2, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return 0;
     if (!Stateful(loc)) return LXStrcmp(handle, s1, len1, s2, len2, flags);
     if (!Accepts(loc, flags, kCmpFlags)) return 0;
@@ -169,14 +161,14 @@ extern "C" LX_API int32_t LXStrcmpEx(LXLocale *handle, const unsigned char *s1, 
 
 extern "C" LX_API int32_t LXStrcmpU(LXLocale *handle, const LXUchar *s1, int32_t len1, const LXUchar *s2,
                                     int32_t len2, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, LX_LEN_CHARS, LX_IGNORECASE)) return 0;
     return Compare<UcsWalk>(loc, s1, 0, len1, s2, 0, len2, flags);
 }
 
 extern "C" LX_API int32_t LXWcscmp(LXLocale *handle, const LXWchar *s1, int32_t len1, const LXWchar *s2,
                                    int32_t len2, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, 0, LX_IGNORECASE)) return 0;
     return Compare<WideWalk>(loc, s1, 0, len1, s2, 0, len2, flags);
 }
@@ -187,7 +179,7 @@ extern "C" LX_API int32_t LXWcscmp(LXLocale *handle, const LXWchar *s1, int32_t 
 
 extern "C" LX_API int32_t LXStrcpy(LXLocale *handle, unsigned char *dst, int32_t dstsize, const unsigned char *src,
                                    int32_t srclen, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, LX_LEN_CHARS)) return -1;
     return Multibyte(loc, [&]<class W>(std::type_identity<W>) {
         return Strcpy<W>(CodesetOf(loc), dst, 0, dstsize, src, 0, srclen, flags);
@@ -196,7 +188,7 @@ extern "C" LX_API int32_t LXStrcpy(LXLocale *handle, unsigned char *dst, int32_t
 
 extern "C" LX_API int32_t LXStrcpyEx(LXLocale *handle, unsigned char *dst, LXState dststate, int32_t dstsize,
                                      const unsigned char *src, LXState srcstate, int32_t srclen, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     if (!Stateful(loc)) return LXStrcpy(handle, dst, dstsize, src, srclen, flags);
     if (!Accepts(loc, flags, LX_LEN_CHARS)) return -1;
@@ -205,14 +197,14 @@ extern "C" LX_API int32_t LXStrcpyEx(LXLocale *handle, unsigned char *dst, LXSta
 
 extern "C" LX_API int32_t LXStrcpyU(LXLocale *handle, LXUchar *dst, int32_t dstsize, const LXUchar *src,
                                     int32_t srclen) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     return Strcpy<UcsWalk>(CodesetOf(loc), dst, 0, dstsize, src, 0, srclen, 0);
 }
 
 extern "C" LX_API int32_t LXWcscpy(LXLocale *handle, LXWchar *dst, int32_t dstsize, const LXWchar *src,
                                    int32_t srclen) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     return Strcpy<WideWalk>(CodesetOf(loc), dst, 0, dstsize, src, 0, srclen, 0);
 }
@@ -227,7 +219,7 @@ namespace {
 template <class W>
 int32_t SpanOf(LXLocale *handle, const Unit<W> *s, LXState st, int32_t len, const Unit<W> *set, LXState setst,
              int32_t setlen, uint32_t flags, bool member) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, LX_LEN_CHARS)) return 0;
     if constexpr (std::is_same_v<W, Shifts>) {
         if (!Stateful(loc)) return SpanOf<TableWalk>(handle, s, 0, len, set, 0, setlen, flags, member);
@@ -286,7 +278,7 @@ extern "C" LX_API int32_t LXWcsspn(LXLocale *handle, const LXWchar *s, int32_t l
 
 extern "C" LX_API unsigned char *LXStrstr(LXLocale *handle, const unsigned char *s, int32_t len,
                                           const unsigned char *sub, int32_t sublen, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc || !Accepts(loc, flags, LX_LEN_CHARS)) return nullptr;
     return Mutable(Multibyte(loc, [&]<class W>(std::type_identity<W>) {
         return Strstr<W>(CodesetOf(loc), s, 0, len, sub, 0, sublen, nullptr, flags);
@@ -296,7 +288,7 @@ extern "C" LX_API unsigned char *LXStrstr(LXLocale *handle, const unsigned char 
 extern "C" LX_API unsigned char *LXStrstrEx(LXLocale *handle, const unsigned char *s, LXState state, int32_t len,
                                             const unsigned char *sub, LXState substate, int32_t sublen,
                                             LXState *state_out, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     if (!Stateful(loc)) return LXStrstr(handle, s, len, sub, sublen, flags);
     if (!Accepts(loc, flags, LX_LEN_CHARS)) return nullptr;
@@ -305,14 +297,14 @@ extern "C" LX_API unsigned char *LXStrstrEx(LXLocale *handle, const unsigned cha
 
 extern "C" LX_API LXUchar *LXStrstrU(LXLocale *handle, const LXUchar *s, int32_t len, const LXUchar *sub,
                                      int32_t sublen) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     return Mutable(Strstr<UcsWalk>(CodesetOf(loc), s, 0, len, sub, 0, sublen, nullptr, 0));
 }
 
 extern "C" LX_API LXWchar *LXWcsstr(LXLocale *handle, const LXWchar *s, int32_t len, const LXWchar *sub,
                                     int32_t sublen) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     return Mutable(Strstr<WideWalk>(CodesetOf(loc), s, 0, len, sub, 0, sublen, nullptr, 0));
 }
@@ -326,7 +318,7 @@ extern "C" LX_API LXWchar *LXWcsstr(LXLocale *handle, const LXWchar *s, int32_t 
 extern "C" LX_API unsigned char *LXStrtok(LXLocale *handle, unsigned char *s, int32_t *len_inout,
                                           const unsigned char *delims, int32_t dlen, unsigned char **next_out,
                                           uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     return Multibyte(loc, [&]<class W>(std::type_identity<W>) {
         return Strtok<W>(CodesetOf(loc), s, len_inout, delims, dlen, next_out, flags);
@@ -337,7 +329,7 @@ extern "C" LX_API int32_t LXStrtokEx(LXLocale *handle, unsigned char *buf, LXSta
                                      const unsigned char *s, LXState state, int32_t *len_inout,
                                      const unsigned char *delims, LXState delimstate, int32_t dlen,
                                      const unsigned char **next_out, LXState *next_state_out, uint32_t flags) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return -1;
     const Codeset cs = CodesetOf(loc);
     if (Stateful(loc))
@@ -350,14 +342,14 @@ extern "C" LX_API int32_t LXStrtokEx(LXLocale *handle, unsigned char *buf, LXSta
 
 extern "C" LX_API LXUchar *LXStrtokU(LXLocale *handle, LXUchar *s, int32_t *len_inout, const LXUchar *delims,
                                      int32_t dlen, LXUchar **next_out) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     return Strtok<UcsWalk>(CodesetOf(loc), s, len_inout, delims, dlen, next_out, 0);
 }
 
 extern "C" LX_API LXWchar *LXWcstok(LXLocale *handle, LXWchar *s, int32_t *len_inout, const LXWchar *delims,
                                     int32_t dlen, LXWchar **next_out) {
-    LXLocale *loc = Enter(handle);
+    LXLocale *loc = EnterCall(handle);
     if (!loc) return nullptr;
     return Strtok<WideWalk>(CodesetOf(loc), s, len_inout, delims, dlen, next_out, 0);
 }
@@ -367,11 +359,11 @@ extern "C" LX_API LXWchar *LXWcstok(LXLocale *handle, LXWchar *s, int32_t *len_i
 // ---------------------------------------------------------------------------
 
 extern "C" LX_API int32_t LXStrlenU(LXLocale *handle, const LXUchar *s) {
-    if (!Enter(handle)) return -1;
+    if (!EnterCall(handle)) return -1;
     return Length(s);
 }
 
 extern "C" LX_API int32_t LXWcslen(LXLocale *handle, const LXWchar *s) {
-    if (!Enter(handle)) return -1;
+    if (!EnterCall(handle)) return -1;
     return Length(s);
 }

@@ -41,6 +41,18 @@ int32_t Length(const T *s) {
     }
 }
 
+// Units before the terminating 0, but no more than max.
+template <class T>
+int32_t LengthWithin(const T *s, int32_t max) {
+    if constexpr (sizeof(T) == 1) {
+        return int32_t(strnlen(reinterpret_cast<const char *>(s), size_t(max)));
+    } else {
+        const T *p = s;
+        while (p - s < max && *p) ++p;
+        return int32_t(p - s);
+    }
+}
+
 // Units taken by the first n characters of s (n < 1 and unit forms: n).
 template <class W>
 int32_t CharsToUnits(const Codeset &cs, const Unit<W> *s, LXState state, int32_t n) {
