@@ -190,6 +190,11 @@ TEST_F(Mapping, MultibyteWidthAndDigitsThroughTheCodeset) {
     ASSERT_EQ(LXMapStringEx(ebcdic.get(), out.data(), 0, 16, wide.data(), 0, 7, kHalf), 3);
     EXPECT_EQ(out.first(3), (Bytes{0xC1, 0xC2, 0xC3}));
     EXPECT_TRUE(out.intact());
+    // Bytes that are not text of the codeset (a run of shift bytes, pairs
+    // that begin with 0x00) are kept whole, each pair behind one shift-out.
+    const Bytes junk = {0x0E, 0x0E, 0x00, 0x0E, 0x00, 0x0F, 0x0F, 0xC1};
+    ASSERT_EQ(LXMapStringEx(ebcdic.get(), out.data(), 0, 16, junk.data(), 0, 8, kLower), 7);
+    EXPECT_EQ(out.first(7), (Bytes{0x0E, 0x00, 0x0E, 0x00, 0x0F, 0x0F, 0x81}));
 }
 
 // With LX_LEN_CHARS the mapping goes through an internal buffer of at most

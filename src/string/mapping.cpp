@@ -13,7 +13,8 @@
 //                  has no character for it
 //   write(e)       writes one value; false when it does not fit
 //   keep(c)        writes the source character unchanged
-//   caseOf(c, up)  the character's case counterpart without locale rules
+//   caseOf(c, up, e)  the character's case counterpart without locale
+//                  rules; false when the source is to be kept as it is
 //   mark/rollback  so that a rule's results are written whole or not at all
 //
 //   MbText<W>  multibyte text read with walker W (single-byte, table-driven
@@ -176,7 +177,8 @@ bool MapText(T &t, Op op, const CaseRules &rules) {
                 if (!rule && haveNext) pair = (rule = rules.find(u, t.unicode(next))) != nullptr;
             }
             if (!rule) {
-                ok = t.write(t.caseOf(c, op == Op::kUpper));
+                typename T::Value v;
+                ok = t.caseOf(c, op == Op::kUpper, v) ? t.write(v) : t.keep(c);
                 break;
             }
             bool written;
@@ -226,9 +228,10 @@ public:
         : cs_(cs), walk_(cs, srcState), src_(src), limit_(srcLen), dst_(dst), size_(dstSize),
           state_(dstState != 0) {}
 
+    // A run of shift bytes is obeyed whole, so that no character read here
+    // starts with one: the output gets its own shift bytes.
     bool next(Char &c) {
-        if (in_ >= limit_) return false;
-        if (walk_.obey(src_[in_])) ++in_;
+        while (in_ < limit_ && walk_.obey(src_[in_])) ++in_;
         const unsigned n = in_ < limit_ ? walk_.width(src_ + in_) : 0;
         if (n == 0 || n > unsigned(limit_ - in_)) return false;
         c = {src_ + in_, n};
@@ -237,8 +240,12 @@ public:
     }
     uint16_t unicode(const Char &c) const { return DecodeMb(cs_, c.p, c.n); }
     uint32_t type(const Char &c) const { return TypeWordOf(cs_, c.p, c.n); }
-    LXWchar caseOf(const Char &c, bool upper) const { return CaseMapPacked(cs_, PackBytes(c.p, c.n), upper); }
-    bool encode(uint16_t u, LXWchar &wc) const { return EncodeExact(cs_, u, wc); }
+    bool caseOf(const Char &c, bool upper, LXWchar &wc) const {
+        const LXWchar own = PackBytes(c.p, c.n);
+        wc = CaseMapPacked(cs_, own, upper);
+        return wc != own && whole(wc);
+    }
+    bool encode(uint16_t u, LXWchar &wc) const { return EncodeExact(cs_, u, wc) && whole(wc); }
     bool write(LXWchar wc) {
         uint8_t b[4];
         return put(b, UnpackWchar(wc, b));
@@ -263,6 +270,19 @@ public:
     int32_t chars() const { return chars_; }
 
 private:
+    // Whether wc is one character as the walks read it back: as many bytes
+    // as its first byte's length (or the state's width), and no shift byte
+    // in front.  A case record of bytes that are not a character (text that
+    // is not in the codeset) may point anywhere; such a result is not
+    // written, so the output stays text that every walk steps through alike.
+    bool whole(LXWchar wc) const {
+        uint8_t b[4];
+        const unsigned n = UnpackWchar(wc, b);
+        if (W::kStateful)
+            return (n == 1 || n == cs_.maxBytes()) && b[0] != cs_.shiftOut() && b[0] != cs_.shiftIn();
+        return cs_.byteLength(b[0]) == n;
+    }
+
     bool put(const uint8_t *b, unsigned n) {
         uint8_t out[kMaxEncoded];
         uint8_t st = state_;
@@ -325,7 +345,7 @@ public:
         : UnitText(src, srcLen, dst, dstSize) {}
     static uint16_t unicode(LXUchar c) { return c; }
     static uint32_t type(LXUchar c) { return ucd::TypeWord(c); }
-    static LXUchar caseOf(LXUchar c, bool upper) { return upper ? ucd::Upper(c) : ucd::Lower(c); }
+    static bool caseOf(LXUchar c, bool upper, LXUchar &v) { return v = upper ? ucd::Upper(c) : ucd::Lower(c), true; }
     static bool encode(uint16_t u, LXUchar &v) { return v = u, true; }
 };
 
@@ -337,7 +357,7 @@ public:
         : UnitText(src, srcLen, dst, dstSize), cs_(CodesetOf(loc)) {}
     uint16_t unicode(LXWchar c) const { return DecodeWchar(cs_, c); }
     uint32_t type(LXWchar c) const { return TypeWordOfPacked(cs_, c); }
-    LXWchar caseOf(LXWchar c, bool upper) const { return CaseMapPacked(cs_, c, upper); }
+    bool caseOf(LXWchar c, bool upper, LXWchar &v) const { return v = CaseMapPacked(cs_, c, upper), true; }
     bool encode(uint16_t u, LXWchar &v) const { return EncodeExact(cs_, u, v); }
 
 private:
@@ -395,8 +415,12 @@ template <class W>
 int32_t MapChars(LXLocale *handle, const LXLocale *loc, const Kind &k, unsigned char *dst, LXState dstState,
                  int32_t dstSize, const unsigned char *src, LXState srcState, int32_t srcLen) {
     if (srcLen > 0) srcLen = CharsToBytes(CodesetOf(loc), src, srcState, srcLen);
-    uint8_t buf[kCharsBuffer];
+    // One byte more for a NUL after the mapping: the copy turns its character
+    // count into bytes with a walk that looks at the byte after the last
+    // character.
+    uint8_t buf[kCharsBuffer + 1];
     const Written w = MapBytes<W>(loc, k, buf, dstState, CharsBufferSize(dstSize), src, srcState, srcLen);
+    buf[w.bytes] = 0;
     if (W::kStateful)
         return LXStrcpyEx(handle, dst, dstState, dstSize, buf, dstState, w.chars, LX_LEN_CHARS);
     return LXStrcpy(handle, dst, dstSize, buf, w.chars, LX_LEN_CHARS);

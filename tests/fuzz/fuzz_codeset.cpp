@@ -1,6 +1,7 @@
-// Fuzzes character navigation and conversion over the compiled codesets.
+// Fuzzes character navigation, conversion and mapping over the compiled
+// codesets.
 // The first two input bytes pick the source and target codeset, the third the
-// chunk size for LXConvertBuffer; the rest is the text, copied into a block
+// chunk size for LXConvertBuffer and the mapping kind; the rest is the text, copied into a block
 // of exactly its size so that the sanitizer sees any read past it.  Every
 // function is given lengths inside its buffers; none may read or write
 // outside them.  For codesets without shift states, converting buffer by
@@ -108,6 +109,29 @@ void Convert(LXLocale *to, LXLocale *from, const unsigned char *s, int32_t n, in
     }
 }
 
+// Every mapping kind into outputs of exactly their size: a result that grows
+// (full width of ASCII) must stop at the end of the output.  The
+// character-counted form is given NUL-terminated text, as its callers give
+// it: its count is turned into bytes by a walk that looks at the byte after
+// the last character.
+void Map(LXLocale *loc, const unsigned char *s, int32_t n, uint8_t pick) {
+    static const uint32_t kKinds[] = {LX_MAP_UPPER, LX_MAP_LOWER, LX_MAP_FULLWIDTH, LX_MAP_HALFWIDTH,
+                                      LX_MAP_DIGITS, LX_MAP_NONE};
+    const uint32_t kind = kKinds[pick % 6];
+    const int32_t room = 1 + pick % 3 * n;
+    std::vector<unsigned char> out(static_cast<size_t>(room)), terminated(s, s + n);
+    LXMapString(loc, out.data(), room, s, n, kind);
+    LXMapStringEx(loc, out.data(), pick & 1, room, s, pick >> 7, n, kind);
+    terminated.push_back(0);
+    const int32_t chars = LXNumCharsEx(loc, s, 0, n, 0);
+    // There dstsize counts characters: room for each one's four bytes and a
+    // shift byte.
+    LXMapStringEx(loc, out.data(), 0, room / 5, terminated.data(), 0, chars, kind | LX_LEN_CHARS);
+    std::vector<LXWchar> wide(size_t(n) + 1), mapped(size_t(n) + 1);
+    const int32_t w = LXMbToWide(loc, wide.data(), n, s, n, 0);
+    if (w > 0) LXMapStringW(loc, mapped.data(), w, wide.data(), w, kind);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -120,6 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::memcpy(text, data + 3, size_t(n));
     Navigate(from, text, n);
     Convert(to, from, text, n, chunk);
+    Map(from, text, n, data[2]);
     std::free(text);
     return 0;
 }
