@@ -76,7 +76,9 @@ private:
         while (end > 0 && in_[end - 1] != '\n') --end;
         if (end == 0) end = have;
         const unsigned char *p = LXMoveStringPointerEx(loc_, in_.data(), inState_, int32_t(end), nullptr, 0);
-        return size_t(p - in_.data());
+        // A byte that no walk steps over (none of the shipped codesets has
+        // one) would hold the buffer still: the whole buffer goes instead.
+        return p > in_.data() ? size_t(p - in_.data()) : have;
     }
 
     // Maps in_[0..n) and writes the result; the source and output states
