@@ -65,6 +65,7 @@ template <class W>
 int32_t CompareMapped(LXLocale *loc, const Unit<W> *s1, LXState st1, int32_t len1, const Unit<W> *s2, LXState st2,
                       int32_t len2) {
     using T = Unit<W>;
+    if (len1 < 1 || len2 < 1) return 0;  // nothing to map
     constexpr int64_t kPerUnit = 8 / sizeof(T), kMax = 0x7fffffff / sizeof(T);
     const int32_t cap1 = int32_t(std::min(kMax, kPerUnit * len1)), cap2 = int32_t(std::min(kMax, kPerUnit * len2));
     T *buf = static_cast<T *>(Allocate((size_t(cap1) + size_t(cap2)) * sizeof(T)));

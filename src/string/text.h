@@ -312,7 +312,7 @@ template <class T>
 int32_t CompareUnits(const T *s1, int32_t len1, const T *s2, int32_t len2) {
     const int32_t n = std::min(len1, len2);
     if constexpr (sizeof(T) == 1) {
-        const int r = std::memcmp(s1, s2, size_t(n > 0 ? n : 0));
+        const int r = n > 0 ? std::memcmp(s1, s2, size_t(n)) : 0;
         if (r != 0) return r < 0 ? -1 : 1;
     } else {
         const auto [a, b] = std::mismatch(s1, s1 + n, s2);

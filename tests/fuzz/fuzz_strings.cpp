@@ -7,8 +7,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <tuple>
 #include <vector>
 
+#include "fuzz/fuzz_locale.h"
 #include "lorvex.h"
 
 namespace {
@@ -16,20 +19,9 @@ namespace {
 const char *const kCodesets[] = {"MS1252", "MS932", "IBM939", "UTF-8", "MS950", "IBM037"};
 constexpr size_t kCount = sizeof kCodesets / sizeof kCodesets[0];
 
-LXLocale *Locale(size_t i) {
-    static LXLocale *locales[kCount];
-    static bool started = LXInit(LORVEX_FUZZ_LOCALE_DIR, nullptr, nullptr, 0, LX_INIT_STRICT) == LX_OK;
-    if (!started) std::abort();
-    if (!locales[i]) {
-        // German has special upper-case rules, which take the comparisons
-        // through string mapping.
-        char name[64] = "German_Germany.";
-        std::strcat(name, kCodesets[i]);
-        locales[i] = LXGetLocale(name, 0, nullptr);
-        if (!locales[i]) std::abort();
-    }
-    return locales[i];
-}
+// German has special upper-case rules, which take the case-insensitive
+// comparisons through string mapping.
+LXLocale *Locale(size_t i) { return FuzzLocale("German_Germany", kCodesets, i); }
 
 void Check(bool ok) {
     if (!ok) std::abort();
@@ -77,7 +69,7 @@ void Multibyte(LXLocale *loc, const Block<unsigned char> &a, const Block<unsigne
 
     // Copies into exactly dstsize bytes.
     const int32_t size = pick % (n + 2);
-    std::vector<unsigned char> out(size_t(size));
+    std::vector<unsigned char> out(static_cast<size_t>(size));
     int32_t r = LXStrcpy(loc, out.data(), size, a.p(), n, 0);
     Check(r >= 0 && r <= size);
     r = LXStrcpyEx(loc, out.data(), pick & 2, size, a.p(), pick & 4, n, 0);
@@ -113,51 +105,37 @@ void Multibyte(LXLocale *loc, const Block<unsigned char> &a, const Block<unsigne
     }
 }
 
-template <class T, class F>
-void Units(LXLocale *loc, const Block<T> &a, const Block<T> &b, uint8_t pick, F &&forms) {
+// The U or LXWcs functions, given as a tuple in the order of kUcsForms.
+template <class T, class Forms>
+void Units(LXLocale *loc, const Block<T> &a, const Block<T> &b, uint8_t pick, const Forms &forms) {
+    const auto [chr, str, spn, cspn, cmp, cpy, cat, tok, len] = forms;
     const int32_t n = a.n(), m = b.n();
-    Check(Within(forms.chr(loc, a.p(), n, m ? b.p()[0] : T(0), (pick & 1) ? LX_REVERSE : 0), a.p(), n - 1));
-    Check(Within(forms.str(loc, a.p(), n, b.p(), m), a.p(), n));
-    const int32_t s1 = forms.spn(loc, a.p(), n, b.p(), m), s2 = forms.cspn(loc, a.p(), n, b.p(), m);
+    Check(Within(chr(loc, a.p(), n, m ? b.p()[0] : T(0), (pick & 1) ? LX_REVERSE : 0), a.p(), n - 1));
+    Check(Within(str(loc, a.p(), n, b.p(), m), a.p(), n));
+    const int32_t s1 = spn(loc, a.p(), n, b.p(), m), s2 = cspn(loc, a.p(), n, b.p(), m);
     Check(s1 >= 0 && s1 <= n && s2 >= 0 && s2 <= n);
-    forms.cmp(loc, a.p(), n, b.p(), m, (pick & 8) ? LX_IGNORECASE : 0);
+    cmp(loc, a.p(), n, b.p(), m, (pick & 8) ? LX_IGNORECASE : 0);
     const int32_t size = pick % (n + 2);
-    std::vector<T> out(size_t(size));
-    const int32_t r = forms.cpy(loc, out.data(), size, a.p(), n);
+    std::vector<T> out(static_cast<size_t>(size));
+    const int32_t r = cpy(loc, out.data(), size, a.p(), n);
     Check(r >= 0 && r <= size);
     std::vector<T> dst(b.z);
     dst.resize(size_t(m + n) + 1);
-    Check(forms.cat(loc, dst.data(), a.z.data(), -1, 0) == forms.len(loc, b.z.data()) + forms.len(loc, a.z.data()) + 1);
+    Check(cat(loc, dst.data(), a.z.data(), -1, 0) == len(loc, b.z.data()) + len(loc, a.z.data()) + 1);
     std::vector<T> cut(a.z);
     int32_t left = -1;
     for (T *p = cut.data(); p;) {
         T *next = nullptr;
-        forms.tok(loc, p, &left, b.p(), m, &next);
+        tok(loc, p, &left, b.p(), m, &next);
         Check(Within(next, cut.data(), n) && (!next || next > p));
         p = next;
     }
 }
 
-struct UcsForms {
-    decltype(&LXStrchrU) chr = LXStrchrU;
-    decltype(&LXStrstrU) str = LXStrstrU;
-    decltype(&LXStrspnU) spn = LXStrspnU, cspn = LXStrcspnU;
-    decltype(&LXStrcmpU) cmp = LXStrcmpU;
-    decltype(&LXStrcpyU) cpy = LXStrcpyU;
-    decltype(&LXStrcatU) cat = LXStrcatU;
-    decltype(&LXStrtokU) tok = LXStrtokU;
-    decltype(&LXStrlenU) len = LXStrlenU;
-};
-struct WideForms {
-    decltype(&LXWcschr) chr = LXWcschr;
-    decltype(&LXWcsstr) str = LXWcsstr;
-    decltype(&LXWcsspn) spn = LXWcsspn, cspn = LXWcscspn;
-    decltype(&LXWcscmp) cmp = LXWcscmp;
-    decltype(&LXWcscpy) cpy = LXWcscpy;
-    decltype(&LXWcscat) cat = LXWcscat;
-    decltype(&LXWcstok) tok = LXWcstok;
-    decltype(&LXWcslen) len = LXWcslen;
-};
+const auto kUcsForms = std::make_tuple(LXStrchrU, LXStrstrU, LXStrspnU, LXStrcspnU, LXStrcmpU, LXStrcpyU,
+                                       LXStrcatU, LXStrtokU, LXStrlenU);
+const auto kWideForms = std::make_tuple(LXWcschr, LXWcsstr, LXWcsspn, LXWcscspn, LXWcscmp, LXWcscpy, LXWcscat,
+                                        LXWcstok, LXWcslen);
 
 // The input as units of T, each built from sizeof(T) bytes; zero units end
 // the text early, as the terminated forms would.
@@ -189,9 +167,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
               Block<unsigned char>(second.data(), int32_t(second.size())), pick);
     const auto u1 = AsUnits<LXUchar>(data + 3, split - 3), u2 = AsUnits<LXUchar>(data + split, size - split);
     Units(loc, Block<LXUchar>(u1.data(), int32_t(u1.size())), Block<LXUchar>(u2.data(), int32_t(u2.size())), pick,
-          UcsForms{});
+          kUcsForms);
     const auto w1 = AsUnits<LXWchar>(data + 3, split - 3), w2 = AsUnits<LXWchar>(data + split, size - split);
     Units(loc, Block<LXWchar>(w1.data(), int32_t(w1.size())), Block<LXWchar>(w2.data(), int32_t(w2.size())), pick,
-          WideForms{});
+          kWideForms);
     return 0;
 }
