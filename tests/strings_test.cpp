@@ -399,6 +399,21 @@ TEST_F(Strings, EdgeCases) {
     EXPECT_STREQ(reinterpret_cast<char *>(dst), "abcd");
     EXPECT_EQ(LXStrcat(en, dst, reinterpret_cast<const unsigned char *>("ef"), 0, LX_TERMINATE), 4);
 
+    // Counted in characters: s holds a double-byte character (trail byte
+    // 'A'), 'A', 'x' and another double-byte character.
+    EXPECT_EQ(LXStrchr(ja, s, 2, a, LX_LEN_CHARS), s + 2);
+    EXPECT_EQ(LXStrchr(ja, s, 1, a, LX_LEN_CHARS), nullptr);
+    EXPECT_EQ(LXStrstr(ja, s, 4, s + 3, 2, LX_LEN_CHARS), s + 3);
+    EXPECT_EQ(LXStrcspn(ja, s, 4, s + 4, 1, LX_LEN_CHARS), 3);
+    unsigned char cat[16] = "\x83\x41";
+    EXPECT_EQ(LXStrcat(ja, cat, s, 4, LX_LEN_CHARS | LX_TERMINATE), 6);
+    unsigned char text[] = "\x83\x41,\x83\x42,B";
+    unsigned char *nextTok = nullptr;
+    rest = 5;
+    EXPECT_EQ(LXStrtok(ja, text, &rest, reinterpret_cast<const unsigned char *>(","), 1, &nextTok, LX_LEN_CHARS), text);
+    EXPECT_EQ(nextTok, text + 3);
+    EXPECT_EQ(rest, 3);
+
     // Flags a function does not take: error 2, and -1 from copy and append.
     const std::pair<std::function<int32_t()>, int32_t> bad[] = {
         {[&] { return LXStrcpy(en, out.data(), 2, a, -1, LX_TERMINATE); }, -1},
