@@ -454,9 +454,11 @@ void Compiler::Take(const Statement &st, const Keyword &k) {
             if (r.from1 == 0) Fail(st.line, st.keyword + ": the first character it maps cannot be 0");
             if (r.to1 == 0) Fail(st.line, st.keyword + ": the first character of its result cannot be 0");
             for (const Rule &o : rules_[st.keyword])
-                if (o.from1 == r.from1 && o.from2 == r.from2)
-                    Fail(st.line, st.keyword + " for " + Hex4(r.from1) + (r.from2 ? " " + Hex4(r.from2) : "") +
-                                      " already given on line " + std::to_string(o.line));
+                if (o.from1 == r.from1 && o.from2 == r.from2) {
+                    std::string pair = Hex4(r.from1);
+                    if (r.from2) pair += ' ' + Hex4(r.from2);
+                    Fail(st.line, st.keyword + " for " + pair + " already given on line " + std::to_string(o.line));
+                }
             rules_[st.keyword].push_back(r);
             break;
         }
