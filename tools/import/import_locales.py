@@ -431,7 +431,7 @@ def greek_upper_rules():
 
 def case_rules(language, rows):
     """([(kind, from1, from2, [to...], note)], [comment]) for a language."""
-    spec = CASE_RULES.get(language, {})
+    wanted = CASE_RULES.get(language, {})
     rules, lacking = [], []
 
     def take(kind, code, to, note):
@@ -445,16 +445,16 @@ def case_rules(language, rows):
     for code, lower, upper, cond in rows:
         tag = cond[0] if cond and cond[0].islower() else None
         context = [c for c in cond if not c.islower()]
-        if tag is None and not context and code in spec.get("specials", []):
+        if tag is None and not context and code in wanted.get("specials", []):
             take("upper", code, upper, "SpecialCasing")
             take("lower", code, lower, "SpecialCasing")
-        if tag is None or tag != spec.get("tag"):
+        if tag is None or tag != wanted.get("tag"):
             continue
         for kind, to in (("lower", lower), ("upper", upper)):
             if to == [code]:
                 continue
             if "After_Soft_Dotted" in context and not to:
-                for s in spec.get("soft", []):
+                for s in wanted.get("soft", []):
                     rules.append((kind, s, code, [ord(chr(s).upper())], "dot above dropped"))
             elif all(c in DROPPABLE_CONDITIONS for c in context):
                 take(kind, code, to, "SpecialCasing " + " ".join(cond))
@@ -462,9 +462,9 @@ def case_rules(language, rows):
                 shown = " ".join(u(c) for c in to) or "nothing"
                 lacking.append(f"{kind} {u(code)} -> {shown} only {' '.join(context)}: "
                                "depends on the text around it")
-    for from1, from2, to1, to2 in spec.get("upper", []):
+    for from1, from2, to1, to2 in wanted.get("upper", []):
         rules.append(("upper", from1, from2, [to1, to2], "one letter"))
-    if spec.get("greek"):
+    if wanted.get("greek"):
         rules += greek_upper_rules()
     return rules, lacking
 
