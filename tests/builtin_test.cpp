@@ -1,5 +1,7 @@
-// The built-in locale tables, read back through the offsets of layout.h the
-// way the loader and the character functions read a part file.
+// The built-in codeset, read back through the offsets of layout.h the way
+// the loader and the character functions read a part file.  The built-in
+// language and territory are checked byte for byte against their sources in
+// locale_compiler_test.cpp.
 
 #include <gtest/gtest.h>
 
@@ -40,31 +42,6 @@ std::vector<uint8_t> fromUnicode(uint16_t u) {
         return {};
     }
     return {t2.data[at]};
-}
-
-std::u16string stringAt(const Table &t, uint32_t offsetField) {
-    std::u16string s;
-    for (uint32_t at = rd16(t.data + offsetField); at + 1 < t.size; at += 2) {
-        char16_t c = char16_t(rd16(t.data + at));
-        if (c == 0) return s;
-        s += c;
-    }
-    ADD_FAILURE() << "string at offset field " << offsetField << " is not terminated";
-    return s;
-}
-
-// Offsets of strings 0..count-1 and the end offset: ascending, each string
-// ending (with its terminator) exactly where the next begins.
-void checkStringOffsets(const Table &t, uint32_t fixed, uint32_t offsets, uint32_t count,
-                        uint32_t endField) {
-    uint32_t prev = fixed;
-    for (uint32_t i = 0; i <= count; ++i) {
-        uint32_t field = i < count ? offsets + 2 * i : endField;
-        uint32_t at = rd16(t.data + field);
-        EXPECT_EQ(at, prev) << "offset " << i;
-        if (i == count) break;
-        prev = at + 2 * uint32_t(stringAt(t, field).size()) + 2;
-    }
 }
 
 // ---------------------------------------------------------------------------
@@ -177,105 +154,6 @@ TEST(BuiltinCodeset, UnicodeRoundTrip) {
         const uint8_t *e = cs0() + cs::kPages + cs::kPageSize * p;
         EXPECT_GT(e[2], e[3]) << "page " << p << " has an empty range";
     }
-}
-
-// ---------------------------------------------------------------------------
-// Language "English"
-// ---------------------------------------------------------------------------
-
-TEST(BuiltinLanguage, Defaults) {
-    const Table &t = lorvex::builtin::kLanguage;
-    ASSERT_GE(t.size, la::kFixed);
-    EXPECT_EQ(rd16(t.data + la::kDefaultTerritory), 1);
-    EXPECT_EQ(rd16(t.data + la::kDefaultCodeset), 1);
-    EXPECT_EQ(rd16(t.data + la::kDefaultSort), 0);
-    EXPECT_EQ(rd16(t.data + la::kUpperRuleCount), 0);
-    EXPECT_EQ(rd16(t.data + la::kLowerRuleCount), 0);
-    // No rules: both rule tables are empty and start where the strings end.
-    EXPECT_EQ(rd16(t.data + la::kUpperRules), t.size);
-    EXPECT_EQ(rd16(t.data + la::kLowerRules), t.size);
-}
-
-TEST(BuiltinLanguage, StringOffsets) {
-    checkStringOffsets(lorvex::builtin::kLanguage, la::kFixed, la::kStringOffsets,
-                       la::kStringCount, la::kStringsEnd);
-}
-
-TEST(BuiltinLanguage, Strings) {
-    const struct {
-        uint32_t index;
-        std::u16string text;
-    } cases[] = {
-        {la::kAbbrev, u"EN"},          {la::kName, u"English"},
-        {la::kDay1, u"Sunday"},        {la::kDay1 + 6, u"Saturday"},
-        {la::kAbday1, u"Sun"},         {la::kAbday1 + 3, u"Wed"},
-        {la::kMonth1, u"January"},     {la::kMonth1 + 11, u"December"},
-        {la::kMonth1 + 12, u""},       {la::kAbmonth1, u"Jan"},
-        {la::kAbmonth1 + 8, u"Sep"},   {la::kAbmonth1 + 12, u""},
-        {la::kAm, u"AM"},              {la::kPm, u"PM"},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(stringAt(lorvex::builtin::kLanguage, la::kStringOffsets + 2 * c.index), c.text)
-            << "string " << c.index;
-}
-
-// ---------------------------------------------------------------------------
-// Territory "UnitedStates"
-// ---------------------------------------------------------------------------
-
-TEST(BuiltinTerritory, StringOffsets) {
-    const Table &t = lorvex::builtin::kTerritory;
-    checkStringOffsets(t, te::kFixed, te::kStringOffsets, te::kStringCount, te::kStringsEnd);
-    EXPECT_EQ(rd16(t.data + te::kStringsEnd), t.size);
-}
-
-TEST(BuiltinTerritory, Strings) {
-    const struct {
-        uint32_t index;
-        std::u16string text;
-    } cases[] = {
-        {te::kAbbrev, u"USA"},
-        {te::kName, u"United States"},
-        {te::kGrouping, u"3;0"},
-        {te::kMonGrouping, u"3;0"},
-        {te::kCurrency, u"$"},
-        {te::kIntCurrency, u"USD"},
-        {te::kPositiveSign, u""},
-        {te::kNegativeSign, u"-"},
-        {te::kTimeFormat, u"%#I:%M:%S %p"},
-        {te::kDateFormat, u"%#m/%#d/%y"},
-        {te::kLongDateFormat, u"%A, %B %d, %Y"},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(stringAt(lorvex::builtin::kTerritory, te::kStringOffsets + 2 * c.index), c.text)
-            << "string " << c.index;
-}
-
-TEST(BuiltinTerritory, Fields) {
-    const uint8_t *d = lorvex::builtin::kTerritory.data;
-    const struct {
-        uint32_t offset;
-        bool wide;
-        unsigned value;
-    } cases[] = {
-        {te::kDecimalPoint, true, '.'},    {te::kThousandsSep, true, ','},
-        {te::kOtherSep, true, ','},        {te::kMonDecimalPoint, true, '.'},
-        {te::kMonThousandsSep, true, ','}, {te::kFracDigits, true, 2},
-        {te::kCurrencyDigits, true, 2},    {te::kIntCurrencyDigits, true, 2},
-        {te::kPSignPosn, false, 3},        {te::kNSignPosn, false, 0},
-        {te::kValue, false, 0},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(c.wide ? rd16(d + c.offset) : d[c.offset], c.value) << "byte " << c.offset;
-    // Flag byte: item 58, currency symbol before positive and negative
-    // amounts without a space, items 82 and 83.
-    const struct {
-        unsigned bit;
-        bool set;
-    } flags[] = {{0, true}, {1, true}, {2, false}, {3, true}, {4, false}, {5, true}, {6, true},
-                 {7, false}};
-    for (const auto &f : flags)
-        EXPECT_EQ((d[te::kFlagByte] >> f.bit & 1) != 0, f.set) << "flag bit " << f.bit;
 }
 
 }  // namespace
