@@ -49,12 +49,11 @@ uint16_t TypeRecordCount(const Part &p) {
     return uint16_t((rd16(&t0[cs::kTypeRecordsEnd]) - rd16(&t0[cs::kTypeRecords])) / cs::kTypeRecordSize);
 }
 
-TEST(CodesetValidate, AcceptsTheBuiltinAndCompiledCodesets) {
+// Compiled codesets pass before each edit below; the built-in one must too.
+TEST(CodesetValidate, AcceptsTheBuiltinCodeset) {
     EXPECT_EQ(ValidateCodeset(builtin::kCodeset.data, builtin::kCodeset.size, nullptr, 0,
                               builtin::kCodesetTable2.data, builtin::kCodesetTable2.size, nullptr, 0),
               LX_OK);
-    for (const std::string *source : {&kDoubleByte, &kStateful, &kWide, &kUtf8})
-        EXPECT_EQ(Validate(Compile(*source)), LX_OK);
 }
 
 TEST(CodesetValidate, RefusesTablesALookupWouldLeave) {
@@ -265,23 +264,6 @@ TEST(CodesetValidate, LoaderRefusesAnInvalidPart) {
             EXPECT_EQ(rec->table[0], builtin::kCodeset.data);
         }
     }
-}
-
-// Every codeset the build compiled into its locale directory loads.
-TEST(CodesetValidate, LoaderAcceptsTheBuildsCodesets) {
-    ScopedEnv noEnv{"LX_LOCALEDIR", std::nullopt};
-    Started s(LORVEX_TEST_LOCALE_DIR, LX_INIT_STRICT);
-    ASSERT_EQ(s.result(), LX_OK);
-    Registry *r = Library().registry;
-    unsigned loaded = 0;
-    for (uint16_t i = r->start[kCodeset]; i < r->start[kSort]; ++i) {
-        SCOPED_TRACE(r->records[i].name);
-        int32_t err = -1;
-        EXPECT_NE(LXLoadPart(r, &r->records[i], &err), nullptr);
-        EXPECT_EQ(err, LX_OK);
-        ++loaded;
-    }
-    EXPECT_GE(loaded, 1u);
 }
 
 }  // namespace

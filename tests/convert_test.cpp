@@ -104,6 +104,7 @@ protected:
         PartRecord *rec = LXFindPartByName(Library().registry, layout::kCodeset, name.c_str(), int32_t(name.size()),
                                            kLoad, &err);
         EXPECT_NE(rec, nullptr) << name << ": error " << err;
+        EXPECT_TRUE(rec && !(rec->flags & kPartBuiltin)) << name << " was refused by the loader";
         auto &l = Locales()["data:" + name];
         if (!l && rec) l = std::make_unique<Locale>(rec);
         return l ? &l->loc : nullptr;
