@@ -3,9 +3,10 @@
 // - Sources that spell out the built-in English and UnitedStates compile to
 //   the built-in tables byte for byte.
 // - Every rule of the source format is reported with its line.
-// - Every committed source compiles, loads, and keeps the conventions the
-//   formatters rely on.  (That the sources say what the POSIX locales say
-//   is the importer's --check.)
+// - Every committed source compiles and keeps the conventions the
+//   formatters rely on.  (That the loader accepts every compiled part is
+//   select_test.cpp's check that every part works; that the sources say what
+//   the POSIX locales say is the importer's --check.)
 // - The committed parts cover the languages, territories and numbers of the
 //   locale-identifier tables, and each language's defaults exist.
 #include <gtest/gtest.h>
@@ -21,10 +22,8 @@
 #include <string>
 #include <vector>
 
-#include "frame/state.h"
 #include "locale/builtin.h"
 #include "locale/layout.h"
-#include "locale/registry.h"
 #include "lxdc/codeset_compiler.h"
 #include "lxdc/locale_compiler.h"
 #include "support/locale_dir.h"
@@ -419,39 +418,6 @@ TEST(LocaleSources, TerritoryOneAndLanguageOneAreTheBuiltinOnes) {
     EXPECT_EQ(U16(english, la::kDefaultCodeset), 2252u);
     wr16(&english.at(la::kDefaultCodeset), 1);
     EXPECT_EQ(english, BuiltinBytes(builtin::kLanguage));
-}
-
-// The library's loader, in a strict registry, accepts every compiled part,
-// finds it by its name in any case and by its number, and maps the table the
-// compiler wrote.
-TEST(LocaleSources, TheLoaderAcceptsEveryCompiledPart) {
-    ScopedEnv noEnv("LX_LOCALEDIR", std::nullopt);
-    std::vector<Part> parts = CompileAll("language", CompileLanguage);
-    for (Part &p : CompileAll("territory", CompileTerritory)) parts.push_back(std::move(p));
-    LocaleDir dir;
-    std::vector<nls::ControlEntry> entries;
-    for (const Part &p : parts) {
-        dir.part(p.kind, p.number, p.tables);
-        entries.push_back({p.number, p.kind, p.name});
-    }
-    nls::SortEntries(entries);
-    dir.control(entries);
-    Started started(dir.path().c_str(), LX_INIT_STRICT);
-    ASSERT_EQ(started.result(), LX_OK);
-    Registry *reg = Library().registry;
-    for (const Part &p : parts) {
-        SCOPED_TRACE(p.origin);
-        std::string upper = p.name;
-        for (char &c : upper) c = char(std::toupper(static_cast<unsigned char>(c)));
-        int32_t err = -1;
-        PartRecord *rec = LXFindPartByName(reg, p.kind, upper.c_str(), int32_t(upper.size()), kLoad, &err);
-        ASSERT_NE(rec, nullptr) << "error " << err;
-        EXPECT_EQ(err, 0);
-        EXPECT_EQ(rec->number, p.number);
-        ASSERT_EQ(rec->size[0], p.tables[0].size());
-        EXPECT_TRUE(std::equal(p.tables[0].begin(), p.tables[0].end(), rec->table[0]));
-        EXPECT_EQ(LXFindPartByNumber(reg, p.kind, p.number, kNoLoad, &err), rec);
-    }
 }
 
 // Conventions the formatters rely on: a decimal point is neither a digit nor

@@ -112,11 +112,9 @@ TEST_F(SelectTest, EveryNativeNameResolves) {
     }
 }
 
-// Names that select the same parts as a canonical spelling: case, empty and
-// absent components (the empty name is English with its defaults), and the
-// binary sort modifier.
-// Every language and every territory of the data also works with UTF-8, and
-// the object reads its texts in it (a day name and a territory name).
+// Every language and every territory of the data loads in the strict
+// registry and works with UTF-8, and the object reads its texts in it (a day
+// name and a territory name).
 TEST_F(SelectTest, EveryPartWorksWithUtf8) {
     std::vector<std::pair<int32_t, std::string>> parts;
     LXEnumLocales([](uintptr_t user, int32_t kind, const char *name) -> int32_t {
@@ -139,6 +137,9 @@ TEST_F(SelectTest, EveryPartWorksWithUtf8) {
     EXPECT_EQ(tried, 64 + 97);
 }
 
+// Names that select the same parts as a canonical spelling: case, empty and
+// absent components (the empty name is English with its defaults), and the
+// binary sort modifier.
 TEST_F(SelectTest, SpellingsOfTheSameLocale) {
     const struct { const char *name, *same; } kCases[] = {
         {"", "English_UnitedStates.MS1252"}, {"english", "English_UnitedStates.MS1252"},
