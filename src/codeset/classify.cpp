@@ -14,30 +14,7 @@ namespace lorvex {
 
 namespace {
 
-using layout::rd16;
 using layout::rd32;
-using layout::cs::kTypeNodeSize;
-using layout::cs::kTypeRecords;
-using layout::cs::kTypeRecordSize;
-using layout::cs::kTypeTree;
-
-// Class bits that say which way a type record's delta leads.
-constexpr uint32_t kUpperCase = LX_C_UPPER;  // to the lower-case counterpart
-constexpr uint32_t kLowerCase = LX_C_LOWER;  // to the upper-case counterpart
-
-// The type record the n bytes at p select in the type tree of a multibyte
-// codeset that is not UTF-8, or null when the bytes run out before a leaf.
-// The tree was validated at load, so the walk checks no ranges.
-const uint8_t *TypeRecord(const Codeset &cs, const uint8_t *p, unsigned n) {
-    const uint8_t *tree = cs.desc + rd16(cs.desc + kTypeTree);
-    const uint8_t *node = tree;
-    for (unsigned i = 0; i < n; ++i) {
-        const unsigned index = rd16(node + 2) + (p[i] & node[1]);
-        if (node[0]) return cs.desc + rd16(cs.desc + kTypeRecords) + kTypeRecordSize * index;
-        node = tree + kTypeNodeSize * index;
-    }
-    return nullptr;
-}
 
 // A UTF-8 lead byte of F0 or above starts a character beyond U+FFFF, which
 // the 16-bit tables do not describe.
@@ -71,7 +48,7 @@ LXWchar CaseMapPacked(const Codeset &cs, LXWchar wc, bool upper) {
         return mapped == u ? wc : EncodeToWchar(cs, mapped);
     }
     const uint8_t *record = TypeRecord(cs, b, n);
-    if (!record || !(rd32(record) & (upper ? kLowerCase : kUpperCase))) return wc;
+    if (!HasCounterpart(record, upper)) return wc;
     return wc + rd32(record + 4);
 }
 

@@ -5,6 +5,8 @@
 //
 //   ByteWalk   single-byte codeset: every byte is a character
 //   TableWalk  by the byte-length table entry of the character's first byte
+//   PairWalk   a TableWalk whose table gives every byte 1 or 2, where a
+//              character start can be told from the bytes just before it
 //   ShiftWalk  stateful codeset: a shift-out byte switches to state 1, a
 //              shift-in byte back to state 0, and the state alone gives the
 //              length (max bytes per character in state 1, one byte in 0)
@@ -38,6 +40,7 @@ struct UnitWalk {
     using Unit = T;
     static constexpr bool kStateful = false;
     static constexpr bool kUnitWidth = true;
+    static constexpr bool kPairs = false;
     UnitWalk(const Codeset &, LXState) {}
     static bool obey(T) { return false; }
     static unsigned width(const T *) { return 1; }
@@ -49,6 +52,7 @@ struct TableWalk {
     using Unit = uint8_t;
     static constexpr bool kStateful = false;
     static constexpr bool kUnitWidth = false;
+    static constexpr bool kPairs = false;
     TableWalk(const Codeset &cs, LXState) : lengths(cs.desc + layout::cs::kByteLength) {}
     static bool obey(uint8_t) { return false; }
     unsigned width(const uint8_t *p) const { return lengths[*p]; }
@@ -56,6 +60,26 @@ struct TableWalk {
 
     const uint8_t *lengths;
 };
+
+// Text of a codeset that is not stateful and whose characters all take one
+// or two bytes (the locale flag kLocalePairs).  It walks as TableWalk does;
+// the algorithms use StartsChar to check a position found by a byte search
+// instead of walking to it.
+struct PairWalk : TableWalk {
+    static constexpr bool kPairs = true;
+    using TableWalk::TableWalk;
+};
+
+// Whether offset at of s starts a character, in text of a PairWalk codeset
+// where offset from (at or before at) starts one.  A byte that is not a lead
+// byte always ends a character, its own or the one it trails, so characters
+// start right after the last such byte before at and then every two bytes.
+// Reads back from at no further than from.
+inline bool StartsChar(const uint8_t *lengths, const uint8_t *s, int32_t from, int32_t at) {
+    int32_t i = at;
+    while (i > from && lengths[s[i - 1]] == 2) --i;
+    return ((at - i) & 1) == 0;
+}
 
 // How a walk compares a text byte with the codeset's shift bytes.  Some
 // members compare the text byte as a signed char with the description's
@@ -71,6 +95,7 @@ public:
     using Unit = uint8_t;
     static constexpr bool kStateful = true;
     static constexpr bool kUnitWidth = false;
+    static constexpr bool kPairs = false;
 
     ShiftWalk(const Codeset &cs, LXState state)
         : so_(cs.shiftOut()), si_(cs.shiftIn()), wide_(cs.maxBytes()), state_(state != 0) {}
@@ -181,6 +206,8 @@ int32_t WalkWithin(W &w, const typename W::Unit *s, int32_t limit, Take &&take) 
 template <class W>
 int32_t BoundaryWithin(W &w, const typename W::Unit *s, int32_t limit) {
     if constexpr (W::kUnitWidth) return limit > 0 ? limit : 0;
+    // Either limit starts a character or a two-byte one starts just before it.
+    else if constexpr (W::kPairs) return limit < 1 ? 0 : StartsChar(w.lengths, s, 0, limit) ? limit : limit - 1;
     else return WalkWithin(w, s, limit, [](const typename W::Unit *, unsigned) { return true; });
 }
 

@@ -16,6 +16,7 @@ inline constexpr uint16_t kLocaleYesNoMask = 0x003F;   // six yes/no information
 inline constexpr uint16_t kLocaleSingleByte = 0x0040;  // every character is one byte
 inline constexpr uint16_t kLocaleBinarySort = 0x0080;  // no sort part
 inline constexpr uint16_t kLocaleStateful = 0x0100;    // shift-out/shift-in codeset
+inline constexpr uint16_t kLocalePairs = 0x0200;       // not stateful, every byte-length entry 1 or 2
 
 // The locale object a handle points at.  It only points at the registry's
 // part records; the strings are its own.

@@ -96,6 +96,23 @@ void CompareLengths(const Codeset &cs, const Unit<W> *s, LXState st, int32_t &le
     len = BoundaryWithin(w, s, len);
 }
 
+// CompareUnits of two terminated single-byte strings.  A proper prefix
+// compares as the difference of the lengths, which strcmp does not give, yet
+// measuring both strings and then comparing them reads each twice.  Instead
+// s1 is measured, and a strncmp bounded by its length stops at the first
+// difference: at a byte of s1 that is not 0, so that only s2 can have ended
+// there, and only when its byte is the smaller.  Nothing is read past either
+// terminator.
+inline int32_t CompareTerminated(const uint8_t *s1, const uint8_t *s2) {
+    const char *a = Chars(s1), *b = Chars(s2);
+    const size_t n1 = std::strlen(a);
+    const int r = std::strncmp(a, b, n1);
+    if (r == 0) return -int32_t(std::strlen(b + n1));  // s1 is s2 or a prefix of it
+    if (r < 0) return -1;
+    const size_t n2 = strnlen(b, n1);
+    return n2 < n1 && std::memcmp(a, b, n2) == 0 ? int32_t(n1 - n2) : 1;
+}
+
 // The comparison without case folding: unit by unit, or for stateful text
 // character by character (shift bytes are not compared).
 template <class W>

@@ -16,6 +16,10 @@
 //   caseOf(c, up, e)  the character's case counterpart without locale
 //                  rules; false when the source is to be kept as it is
 //   mark/rollback  so that a rule's results are written whole or not at all
+//   caseRun(up)    maps a run of characters at once where that is quicker and
+//                  gives what caseOf and write or keep give one at a time
+//                  (a case kind without language rules); stops in front of
+//                  the first character it does not settle
 //
 //   MbText<W>  multibyte text read with walker W (single-byte, table-driven
 //              or shift-state), written back in the codeset with shift
@@ -24,6 +28,7 @@
 //   WText      packed LXWchar values of the codeset
 #include "string/mapping.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "codeset/classify.h"
@@ -140,14 +145,24 @@ bool Replace(T &t, const typename T::Char &c, uint16_t u) {
     return t.encode(u, v) ? t.write(v) : t.keep(c);
 }
 
+// The next source character into c, after the run the text form maps at
+// once (runs: a case kind without rules, where every character maps alone).
+template <class T>
+bool Next(T &t, typename T::Char &c, bool runs, bool upper) {
+    if (runs) t.caseRun(upper);
+    return t.next(c);
+}
+
 // Maps the source of t into its output until the source ends or a result
-// does not fit.  Returns true when the whole source was mapped.
+// does not fit.  Returns true when the whole source was mapped.  The
+// character after c is read ahead only where a pair rule may need it.
 template <class T>
 bool MapText(T &t, Op op, const CaseRules &rules) {
+    const bool runs = IsCase(op) && rules.empty(), upper = op == Op::kUpper;
     typename T::Char c{}, next{};
-    bool have = t.next(c);
+    bool have = Next(t, c, runs, upper);
     while (have) {
-        const bool haveNext = t.next(next);
+        const bool haveNext = !rules.empty() && t.next(next);
         bool pair = false, ok;
         switch (op) {
         case Op::kCopy:
@@ -188,8 +203,8 @@ bool MapText(T &t, Op op, const CaseRules &rules) {
         }
         }
         if (!ok) return false;
-        if (pair) have = t.next(c);
-        else if ((have = haveNext)) c = next;
+        if (haveNext && !pair) c = next;
+        else have = Next(t, c, runs, upper);
     }
     return true;
 }
@@ -251,6 +266,59 @@ public:
         return put(b, UnpackWchar(wc, b));
     }
     bool keep(const Char &c) { return put(c.p, c.n); }
+
+    // Text that is not stateful, as next, caseOf and put would take it: a
+    // one-byte character becomes its entry in the codeset's case table when
+    // that is a one-byte character too (else it stays), and a longer one
+    // whose type record gives it no counterpart is copied.  The walk stops
+    // in front of a character with a counterpart (which may yet stay as it
+    // is), a character of UTF-8 or one with a zero byte that the packed form
+    // would drop, a byte that starts no whole character, and a result that
+    // does not fit.
+    void caseRun(bool upper) {
+        if constexpr (!W::kStateful) {
+            const Codeset cs = cs_;
+            const uint8_t *lengths = cs.desc + layout::cs::kByteLength;
+            const uint8_t *table = cs.desc + (upper ? layout::cs::kUpper : layout::cs::kLower);
+            const uint8_t *s = src_;
+            uint8_t *d = dst_;
+            const int32_t limit = limit_, size = size_;
+            int32_t in = in_, at = at_, chars = chars_;
+            if constexpr (W::kUnitWidth) {
+                const int32_t n = std::min(limit - in, size - at);
+                for (int32_t i = 0; i < n; ++i) {
+                    const uint8_t b = s[in + i], m = table[b];
+                    d[at + i] = lengths[m] == 1 ? m : b;
+                }
+                in += n;
+                at += n;
+                chars += n;
+            } else {
+                const bool tree = !cs.utf8();
+                const TypeTree types(cs);
+                while (in < limit) {
+                    const uint8_t b = s[in];
+                    const int32_t n = lengths[b];
+                    if (n == 1 && at < size) {
+                        const uint8_t m = table[b];
+                        d[at++] = lengths[m] == 1 ? m : b;
+                        ++in;
+                        ++chars;
+                        continue;
+                    }
+                    if (n < 2 || n > limit - in || n > size - at || !tree || b == 0) break;
+                    if (n > 2 && std::memchr(s + in + 1, 0, size_t(n - 2))) break;
+                    if (HasCounterpart(types.record(s + in, unsigned(n)), upper)) break;
+                    for (int32_t i = 0; i < n; ++i) d[at++] = s[in++];
+                    ++chars;
+                }
+            }
+            in_ = in;
+            at_ = at;
+            chars_ = chars;
+        }
+    }
+
     Mark mark() const { return {at_, chars_, state_}; }
     void rollback(const Mark &m) { at_ = m.at, chars_ = m.chars, state_ = m.state; }
 
@@ -327,6 +395,7 @@ public:
         return true;
     }
     bool keep(Unit c) { return write(c); }
+    static void caseRun(bool) {}
     Mark mark() const { return at_; }
     void rollback(Mark m) { at_ = m; }
     int32_t count() const { return at_; }

@@ -2,7 +2,8 @@
 // its text form and calls the one template of its family (families.h).
 //
 // A plain function walks a single-byte codeset byte by byte and any other by
-// the byte-length table.  An Ex function of a stateful codeset walks by
+// the byte-length table (PairWalk when every character takes one or two
+// bytes).  An Ex function of a stateful codeset walks by
 // shift state; of any other codeset it is its plain form, its states ignored
 // and none written back (LXStrtokEx, which cannot cut its const text, walks
 // that text as the plain form would).  The U and LXWcs functions walk units.
@@ -42,6 +43,7 @@ T *Mutable(const T *p) {
 template <class Body>
 decltype(auto) Multibyte(const LXLocale *loc, Body &&body) {
     if (loc->flags & kLocaleSingleByte) return body(std::type_identity<ByteWalk>{});
+    if (loc->flags & kLocalePairs) return body(std::type_identity<PairWalk>{});
     return body(std::type_identity<TableWalk>{});
 }
 
@@ -132,6 +134,9 @@ namespace {
 template <class W>
 int32_t Compare(LXLocale *loc, const Unit<W> *s1, LXState st1, int32_t len1, const Unit<W> *s2, LXState st2,
                 int32_t len2, uint32_t flags) {
+    if constexpr (std::is_same_v<W, ByteWalk>) {
+        if (len1 < 0 && len2 < 0 && !(flags & LX_IGNORECASE)) return CompareTerminated(s1, s2);
+    }
     const Codeset cs = CodesetOf(loc);
     CompareLengths<W>(cs, s1, st1, len1, flags);
     CompareLengths<W>(cs, s2, st2, len2, flags);

@@ -84,6 +84,41 @@ const T *FindUnit(const T *s, int32_t n, T c) {
     return p == e ? nullptr : p;
 }
 
+// The first occurrence of sub[0..sublen) (sublen >= 1) in s[0..len), unit
+// for unit and wherever it starts, or null.
+template <class T>
+const T *FindUnits(const T *s, int32_t len, const T *sub, int32_t sublen) {
+    if (sublen > len) return nullptr;
+    if (sublen == 1) return FindUnit(s, len, *sub);
+#if defined(__GLIBC__)
+    if constexpr (sizeof(T) == 1) return static_cast<const T *>(memmem(s, size_t(len), sub, size_t(sublen)));
+#endif
+    const T *e = s + len, *p = std::search(s, e, sub, sub + sublen);
+    return p == e ? nullptr : p;
+}
+
+// The first (last with reverse) occurrence of sub[0..sublen) in s[0..len)
+// that starts a character, in text of a PairWalk codeset: found by a byte
+// search and checked with StartsChar, reading back no further than the
+// character start before it that is already known.
+inline const uint8_t *FindOnChar(const PairWalk &w, const uint8_t *s, int32_t len, const uint8_t *sub,
+                                 int32_t sublen, bool reverse) {
+    const uint8_t *found = nullptr;
+    for (int32_t known = 0; known < len;) {
+        const uint8_t *hit = FindUnits(s + known, len - known, sub, sublen);
+        if (!hit) break;
+        const int32_t at = int32_t(hit - s);
+        if (StartsChar(w.lengths, s, known, at)) {
+            found = hit;
+            if (!reverse) break;
+            known = at + int32_t(w.width(hit));
+        } else {
+            known = at + 1;  // a two-byte character starts just before at
+        }
+    }
+    return found;
+}
+
 template <class T>
 bool SameUnits(const T *a, const T *b, unsigned n) {
     return std::memcmp(a, b, n * sizeof(T)) == 0;
@@ -103,6 +138,10 @@ const Unit<W> *Chr(W w, const Unit<W> *s, int32_t len, W cw, const Unit<W> *ch, 
         for (const Unit<W> *p = s + len; p != s;)
             if (*--p == *ch) return p;
         return nullptr;
+    } else if constexpr (W::kPairs) {
+        const uint8_t *found = FindOnChar(w, s, len, ch, int32_t(cw.width(ch)), reverse);
+        if (found && at) *at = w.state();
+        return found;
     } else {
         ch = Lead(cw, ch);
         const unsigned n = cw.width(ch);
@@ -160,12 +199,11 @@ const Unit<W> *Str(W w, const Unit<W> *s, int32_t len, W sw, const Unit<W> *sub,
     } else {
         if (sublen > len) return nullptr;
         if constexpr (W::kUnitWidth) {
-#if defined(__GLIBC__)
-            if constexpr (sizeof(Unit<W>) == 1)
-                return static_cast<const uint8_t *>(memmem(s, size_t(len), sub, size_t(sublen)));
-#endif
-            const Unit<W> *e = s + len, *p = std::search(s, e, sub, sub + sublen);
-            return p == e ? nullptr : p;
+            return FindUnits(s, len, sub, sublen);
+        } else if constexpr (W::kPairs) {
+            const uint8_t *found = FindOnChar(w, s, len, sub, sublen, false);
+            if (found && at) *at = w.state();
+            return found;
         } else {
             const uint8_t *found = nullptr;
             const int32_t last = len - sublen;
