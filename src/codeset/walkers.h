@@ -81,6 +81,18 @@ inline bool StartsChar(const uint8_t *lengths, const uint8_t *s, int32_t from, i
     return ((at - i) & 1) == 0;
 }
 
+// The trail bytes among 64 bytes of PairWalk text that start on a character,
+// as a mask (bit i for byte i) from the mask of their lead bytes.  In a run
+// of lead bytes that begins on a character every second byte is a trail
+// byte, and so is the byte after the run when the run is odd; a subtraction
+// finds every run's parity at once: (lead << 1 | odd) - lead carries through
+// each run from its first byte and flips the odd positions of runs that
+// begin on an odd position.
+inline uint64_t TrailBytes(uint64_t lead) {
+    constexpr uint64_t kOdd = 0xAAAAAAAAAAAAAAAAull;
+    return ((((lead << 1) | kOdd) - lead) ^ kOdd) ^ lead;
+}
+
 // How a walk compares a text byte with the codeset's shift bytes.  Some
 // members compare the text byte as a signed char with the description's
 // unsigned byte, so that a shift byte of 0x80 or above never matches for

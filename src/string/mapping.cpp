@@ -29,6 +29,7 @@
 #include "string/mapping.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "codeset/classify.h"
@@ -296,6 +297,9 @@ public:
             } else {
                 const bool tree = !cs.utf8();
                 const TypeTree types(cs);
+                if constexpr (W::kPairs) {
+                    if (tree) pairBlocks(lengths, table, types, upper, in, at, chars);
+                }
                 while (in < limit) {
                     const uint8_t b = s[in];
                     const int32_t n = lengths[b];
@@ -338,6 +342,75 @@ public:
     int32_t chars() const { return chars_; }
 
 private:
+    // The run over PairWalk text, 64 bytes at a time while they and a
+    // character running past them fit in the source and the output: the
+    // lead bytes give every character start at once (TrailBytes), so that no
+    // step waits for the length of the character before it.  Ends in front
+    // of a two-byte character with a counterpart; the character loop of
+    // caseRun takes the rest.  Long text keeps the two-byte characters it
+    // has found to have none (plain_).
+    void pairBlocks(const uint8_t *lengths, const uint8_t *table, const TypeTree &types, bool upper, int32_t &in,
+                    int32_t &at, int32_t &chars) {
+        const uint8_t *s = src_;
+        uint8_t *d = dst_;
+        const int32_t limit = limit_, size = size_;
+        uint64_t *plain = nullptr;
+        if (limit - in >= kPlainFrom) {
+            if (!plainSet_) std::memset(plain_, 0, sizeof plain_);
+            plainSet_ = true;
+            plain = plain_;
+        }
+        while (limit - in > 64 && size - at > 64) {
+            // The lengths are 1 or 2: eight of them shifted into
+            // place add up to 255 plus the eight lead bits.
+            uint64_t lead = 0;
+            for (int g = 0; g < 64; g += 8) {
+                const uint8_t *p = s + in + g;
+                const unsigned sum = lengths[p[0]] + (lengths[p[1]] << 1) + (lengths[p[2]] << 2) +
+                                     (lengths[p[3]] << 3) + (lengths[p[4]] << 4) +
+                                     (lengths[p[5]] << 5) + (lengths[p[6]] << 6) + (lengths[p[7]] << 7);
+                lead |= uint64_t(sum - 255u) << g;
+            }
+            const uint64_t starts = ~TrailBytes(lead);
+            const uint64_t pairs = lead & starts;
+            int32_t stop = 64 + int32_t(pairs >> 63);
+            // The two-byte characters not yet known to be plain,
+            // without a branch per character; then each of them through
+            // the type tree (a lead byte 0 packs below 0x100, which caseOf
+            // takes through the one-byte table: left to it).
+            uint64_t fresh = pairs;
+            if (plain) {
+                fresh = 0;
+                for (uint64_t m = pairs; m; m &= m - 1) {
+                    const int i = std::countr_zero(m);
+                    const unsigned wc = unsigned(s[in + i]) << 8 | s[in + i + 1];
+                    fresh |= (~plain[wc >> 6] >> (wc & 63) & 1) << i;
+                }
+            }
+            for (uint64_t m = fresh; m; m &= m - 1) {
+                const int i = std::countr_zero(m);
+                if (s[in + i] == 0 || HasCounterpart(types.record(s + in + i, 2), upper)) {
+                    stop = i;
+                    break;
+                }
+                const unsigned wc = unsigned(s[in + i]) << 8 | s[in + i + 1];
+                if (plain) plain[wc >> 6] |= uint64_t(1) << (wc & 63);
+            }
+            std::memcpy(d + at, s + in, size_t(stop));
+            const uint64_t before = stop >= 64 ? ~uint64_t(0) : (uint64_t(1) << stop) - 1;
+            for (uint64_t m = starts & ~lead & before; m; m &= m - 1) {
+                const int i = std::countr_zero(m);
+                const uint8_t u = table[s[in + i]];
+                if (lengths[u] == 1) d[at + i] = u;
+            }
+            // Every byte before stop starts a character or trails one.
+            chars += stop - std::popcount(pairs & before);
+            in += stop;
+            at += stop;
+            if (stop < 64) break;
+        }
+    }
+
     // Whether wc is one character as the walks read it back: as many bytes
     // as its first byte's length (or the state's width), and no shift byte
     // in front.  A case record of bytes that are not a character (text that
@@ -363,6 +436,10 @@ private:
         return true;
     }
 
+    // Text from this many bytes on keeps plain_ (caseRun); shorter text does
+    // not repay clearing it.
+    static constexpr int32_t kPlainFrom = 4096;
+
     Codeset cs_;
     W walk_;
     const uint8_t *src_;
@@ -370,6 +447,8 @@ private:
     uint8_t *dst_;
     int32_t size_, at_ = 0, chars_ = 0;
     uint8_t state_;
+    bool plainSet_ = false;
+    uint64_t plain_[W::kPairs ? 1024 : 1];  // bit per packed two-byte character
 };
 
 // Units and elements: one source unit is one character, one written value
@@ -529,6 +608,7 @@ extern "C" LX_API int32_t LXMapString(LXLocale *handle, unsigned char *dst, int3
     if (k.op == Op::kCopy && !k.chars) return LXStrcpy(handle, dst, dstsize, src, srclen, 0);
     if (loc->flags & kLocaleSingleByte)
         return MapMultibyte<ByteWalk>(handle, loc, k, dst, 0, dstsize, src, 0, srclen);
+    if (loc->flags & kLocalePairs) return MapMultibyte<PairWalk>(handle, loc, k, dst, 0, dstsize, src, 0, srclen);
     return MapMultibyte<TableWalk>(handle, loc, k, dst, 0, dstsize, src, 0, srclen);
 }
 
