@@ -278,6 +278,10 @@ public:
     // does not fit.
     void caseRun(bool upper) {
         if constexpr (!W::kStateful) {
+            // The plain functions walk a stateful codeset by its table too;
+            // put() would give such output shift bytes, which this loop does
+            // not write.
+            if (cs_.stateful()) return;
             const Codeset cs = cs_;
             const uint8_t *lengths = cs.desc + layout::cs::kByteLength;
             const uint8_t *table = cs.desc + (upper ? layout::cs::kUpper : layout::cs::kLower);
