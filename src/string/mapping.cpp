@@ -351,18 +351,18 @@ private:
     // lead bytes give every character start at once (TrailBytes), so that no
     // step waits for the length of the character before it.  Ends in front
     // of a two-byte character with a counterpart; the character loop of
-    // caseRun takes the rest.  Long text keeps the two-byte characters it
-    // has found to have none (plain_).
+    // caseRun takes the rest.  Long text remembers the two-byte characters
+    // it has found to have none (unchecked_).
     void pairBlocks(const uint8_t *lengths, const uint8_t *table, const TypeTree &types, bool upper, int32_t &in,
                     int32_t &at, int32_t &chars) {
         const uint8_t *s = src_;
         uint8_t *d = dst_;
         const int32_t limit = limit_, size = size_;
-        uint64_t *plain = nullptr;
-        if (limit - in >= kPlainFrom) {
-            if (!plainSet_) std::memset(plain_, 0, sizeof plain_);
-            plainSet_ = true;
-            plain = plain_;
+        uint64_t *unchecked = nullptr;
+        if (limit - in >= kRememberFrom) {
+            if (!uncheckedSet_) std::memset(unchecked_, 0xFF, sizeof unchecked_);
+            uncheckedSet_ = true;
+            unchecked = unchecked_;
         }
         while (limit - in > 64 && size - at > 64) {
             // The lengths are 1 or 2: eight of them shifted into
@@ -378,17 +378,18 @@ private:
             const uint64_t starts = ~TrailBytes(lead);
             const uint64_t pairs = lead & starts;
             int32_t stop = 64 + int32_t(pairs >> 63);
-            // The two-byte characters not yet known to be plain,
+            // The two-byte characters not yet known to have no counterpart,
             // without a branch per character; then each of them through
             // the type tree (a lead byte 0 packs below 0x100, which caseOf
             // takes through the one-byte table: left to it).
             uint64_t fresh = pairs;
-            if (plain) {
+            if (unchecked) {
                 fresh = 0;
+                const uint8_t *block = s + in;
                 for (uint64_t m = pairs; m; m &= m - 1) {
                     const int i = std::countr_zero(m);
-                    const unsigned wc = unsigned(s[in + i]) << 8 | s[in + i + 1];
-                    fresh |= (~plain[wc >> 6] >> (wc & 63) & 1) << i;
+                    const unsigned key = PairKey(block + i);
+                    fresh |= (unchecked[key >> 6] >> (key & 63) & 1) << i;
                 }
             }
             for (uint64_t m = fresh; m; m &= m - 1) {
@@ -397,8 +398,8 @@ private:
                     stop = i;
                     break;
                 }
-                const unsigned wc = unsigned(s[in + i]) << 8 | s[in + i + 1];
-                if (plain) plain[wc >> 6] |= uint64_t(1) << (wc & 63);
+                const unsigned key = PairKey(s + in + i);
+                if (unchecked) unchecked[key >> 6] &= ~(uint64_t(1) << (key & 63));
             }
             std::memcpy(d + at, s + in, size_t(stop));
             const uint64_t before = stop >= 64 ? ~uint64_t(0) : (uint64_t(1) << stop) - 1;
@@ -440,9 +441,17 @@ private:
         return true;
     }
 
-    // Text from this many bytes on keeps plain_ (caseRun); shorter text does
-    // not repay clearing it.
-    static constexpr int32_t kPlainFrom = 4096;
+    // A two-byte character's bit in unchecked_: its two bytes as the machine
+    // reads them, one load.
+    static unsigned PairKey(const uint8_t *p) {
+        uint16_t key;
+        std::memcpy(&key, p, 2);
+        return key;
+    }
+
+    // Text from this many bytes on uses unchecked_ (pairBlocks); shorter
+    // text does not repay setting it up.
+    static constexpr int32_t kRememberFrom = 4096;
 
     Codeset cs_;
     W walk_;
@@ -451,8 +460,10 @@ private:
     uint8_t *dst_;
     int32_t size_, at_ = 0, chars_ = 0;
     uint8_t state_;
-    bool plainSet_ = false;
-    uint64_t plain_[W::kPairs ? 1024 : 1];  // bit per packed two-byte character
+    // One bit per two-byte character, cleared once the character is known
+    // to have no counterpart (set bits: still to be looked up).
+    bool uncheckedSet_ = false;
+    uint64_t unchecked_[W::kPairs ? 1024 : 1];
 };
 
 // Units and elements: one source unit is one character, one written value
