@@ -586,7 +586,18 @@ int32_t MapChars(LXLocale *handle, const LXLocale *loc, const Kind &k, unsigned 
     buf[w.bytes] = 0;
     if (W::kStateful)
         return LXStrcpyEx(handle, dst, dstState, dstSize, buf, dstState, w.chars, LX_LEN_CHARS);
-    return LXStrcpy(handle, dst, dstSize, buf, w.chars, LX_LEN_CHARS);
+    // The characters are counted as the mapping wrote them.  (LXStrcpy would
+    // count a stateful codeset's text by its shift bytes, which the plain
+    // walk takes as characters, and could read past what was mapped.)
+    const W walk(CodesetOf(loc), 0);
+    int32_t at = 0, n = 0;
+    for (; n < dstSize && n < w.chars; ++n) {
+        const int32_t len = int32_t(walk.width(buf + at));
+        if (len == 0 || at + len > w.bytes) break;
+        at += len;
+    }
+    std::memcpy(dst, buf, size_t(at));
+    return n;
 }
 
 template <class W>
