@@ -1483,23 +1483,25 @@ def build():
     posix = PosixSources()
     casing = special_casing_rows()
     icu = None
+
+    def values_of(part, from_posix, from_icu):
+        # The POSIX source where Debian has one, else ICU (opened once, on
+        # first need); with the name of the source the values came from.
+        nonlocal icu
+        if posix.exists(part.locale):
+            return from_posix(posix, part.locale), f"posix:{part.locale}"
+        icu = icu or Icu()
+        return from_icu(icu, part.locale), f"icu{icu.version}:{part.locale}"
+
     files = {}
     for lang in sorted(languages.values(), key=lambda p: p.number):
-        if posix.exists(lang.locale):
-            values, source = posix_language(posix, lang.locale), f"posix:{lang.locale}"
-        else:
-            icu = icu or Icu()
-            values, source = icu.language(lang.locale), f"icu{icu.version}:{lang.locale}"
+        values, source = values_of(lang, posix_language, Icu.language)
         check_ucs2(values, lang.name)
         applied = apply_overrides("language", lang.name, values)
         files[os.path.join(LANGUAGE_DIR, file_name(lang.name))] = \
             language_text(lang, territories, values, source, applied, casing)
     for terr in sorted(territories.values(), key=lambda p: p.number):
-        if posix.exists(terr.locale):
-            values, source = posix_territory(posix, terr.locale), f"posix:{terr.locale}"
-        else:
-            icu = icu or Icu()
-            values, source = icu.territory(terr.locale), f"icu{icu.version}:{terr.locale}"
+        values, source = values_of(terr, posix_territory, Icu.territory)
         values.update(TERRITORY_FLAGS)
         check_ucs2(values, terr.name)
         applied = apply_overrides("territory", terr.name, values)
